@@ -1,0 +1,24 @@
+# cmake -P script: install BUILD_DIR into WORK_DIR/prefix, build the client with METHOD
+# (cmake or pkgconfig) and run it.
+function(run)
+    execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE out)
+    if(NOT status EQUAL 0)
+        message(FATAL_ERROR "failed (${status}): ${ARGN}\n${out}")
+    endif()
+    set(last_output "${out}" PARENT_SCOPE)
+endfunction()
+
+set(prefix "${WORK_DIR}/prefix")
+file(REMOVE_RECURSE "${WORK_DIR}")
+run(${CMAKE_COMMAND} --install "${BUILD_DIR}" --prefix "${prefix}")
+run(${CMAKE_COMMAND} -S "${CLIENT_DIR}" -B "${WORK_DIR}/client" -G Ninja
+    -DCMAKE_CXX_COMPILER=${CXX}
+    -DCMAKE_PREFIX_PATH=${prefix}
+    -DCLIENT_METHOD=${METHOD}
+    "-DCMAKE_CXX_FLAGS=${CLIENT_FLAGS}"
+    "-DCMAKE_EXE_LINKER_FLAGS=${CLIENT_FLAGS}")
+run(${CMAKE_COMMAND} --build "${WORK_DIR}/client")
+run("${WORK_DIR}/client/vlt_client")
+if(NOT last_output MATCHES "VLTutl [0-9]+\\.[0-9]+\\.[0-9]+ tally 10")
+    message(FATAL_ERROR "unexpected client output: ${last_output}")
+endif()

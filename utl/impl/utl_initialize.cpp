@@ -1,0 +1,38 @@
+#include "omi_UseCount.h"
+#include "utl_Modules.h"
+#include "utl_Version.h"
+
+namespace {
+omi_UseCount useCount;
+} // namespace
+
+void utl_initialize(int& tally) {
+    if (!useCount.Initialize(tally)) {
+        return;
+    }
+    typ_initialize(tally);
+    thr_initialize(tally);
+    omni_initialize(tally);
+    cow_initialize(tally);
+    bio_initialize(tally);
+    pnt_initialize(tally);
+    obj_initialize(tally);
+    cio_initialize(tally);
+    nex_initialize(tally);
+}
+
+void utl_finalize(int& tally) {
+    if (!useCount.Finalize(tally)) {
+        return;
+    }
+    omi_SingletonBase<utl_Version>::Finalize();
+    nex_finalize(tally);
+    cio_finalize(tally);
+    obj_finalize(tally);
+    pnt_finalize(tally);
+    bio_finalize(tally);
+    cow_finalize(tally);
+    omni_finalize(tally);
+    thr_finalize(tally);
+    typ_finalize(tally);
+}
