@@ -25,7 +25,8 @@ public:
             }
             Base::UnlockBase();
         }
-        CRT_CHECK(found == Base::Instance(), "instance == thr_GlobalSingletonBase<Class>::Instance()",
+        CRT_CHECK(found == Base::Instance(),
+                  "instance == thr_GlobalSingletonBase<Class>::Instance()",
                   vlt::detail::thr_GlobalSingletonPath);
         return *found;
     }

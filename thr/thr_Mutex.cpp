@@ -6,14 +6,22 @@
 thr_Mutex::thr_Mutex(unsigned /*spinCount*/) {}
 thr_Mutex::~thr_Mutex() = default;
 
-void thr_Mutex::Lock() { mutex.lock(); }
-void thr_Mutex::Unlock() { mutex.unlock(); }
+void thr_Mutex::Lock() {
+    mutex.lock();
+}
+void thr_Mutex::Unlock() {
+    mutex.unlock();
+}
 
 thr_GlobalLock::thr_GlobalLock() = default;
 thr_GlobalLock::~thr_GlobalLock() = default;
 
-void thr_GlobalLock::Lock() { mutex.Lock(); }
-void thr_GlobalLock::Unlock() { mutex.Unlock(); }
+void thr_GlobalLock::Lock() {
+    mutex.Lock();
+}
+void thr_GlobalLock::Unlock() {
+    mutex.Unlock();
+}
 
 namespace {
 omi_UseCount useCount;

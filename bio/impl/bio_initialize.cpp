@@ -5,6 +5,10 @@ namespace {
 omi_UseCount useCount;
 } // namespace
 
-void bio_initialize(int& tally) { useCount.Initialize(tally); }
+void bio_initialize(int& tally) {
+    useCount.Initialize(tally);
+}
 
-void bio_finalize(int& tally) { useCount.Finalize(tally); }
+void bio_finalize(int& tally) {
+    useCount.Finalize(tally);
+}

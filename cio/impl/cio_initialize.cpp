@@ -5,6 +5,10 @@ namespace {
 omi_UseCount useCount;
 } // namespace
 
-void cio_initialize(int& tally) { useCount.Initialize(tally); }
+void cio_initialize(int& tally) {
+    useCount.Initialize(tally);
+}
 
-void cio_finalize(int& tally) { useCount.Finalize(tally); }
+void cio_finalize(int& tally) {
+    useCount.Finalize(tally);
+}

@@ -5,6 +5,10 @@ namespace {
 omi_UseCount useCount;
 } // namespace
 
-void cow_initialize(int& tally) { useCount.Initialize(tally); }
+void cow_initialize(int& tally) {
+    useCount.Initialize(tally);
+}
 
-void cow_finalize(int& tally) { useCount.Finalize(tally); }
+void cow_finalize(int& tally) {
+    useCount.Finalize(tally);
+}

@@ -5,6 +5,10 @@ namespace {
 omi_UseCount useCount;
 } // namespace
 
-void nex_initialize(int& tally) { useCount.Initialize(tally); }
+void nex_initialize(int& tally) {
+    useCount.Initialize(tally);
+}
 
-void nex_finalize(int& tally) { useCount.Finalize(tally); }
+void nex_finalize(int& tally) {
+    useCount.Finalize(tally);
+}

@@ -5,6 +5,10 @@ namespace {
 omi_UseCount useCount;
 } // namespace
 
-void obj_initialize(int& tally) { useCount.Initialize(tally); }
+void obj_initialize(int& tally) {
+    useCount.Initialize(tally);
+}
 
-void obj_finalize(int& tally) { useCount.Finalize(tally); }
+void obj_finalize(int& tally) {
+    useCount.Finalize(tally);
+}

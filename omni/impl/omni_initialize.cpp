@@ -5,6 +5,10 @@ namespace {
 omi_UseCount useCount;
 } // namespace
 
-void omni_initialize(int& tally) { useCount.Initialize(tally); }
+void omni_initialize(int& tally) {
+    useCount.Initialize(tally);
+}
 
-void omni_finalize(int& tally) { useCount.Finalize(tally); }
+void omni_finalize(int& tally) {
+    useCount.Finalize(tally);
+}

@@ -5,6 +5,10 @@ namespace {
 omi_UseCount useCount;
 } // namespace
 
-void pnt_initialize(int& tally) { useCount.Initialize(tally); }
+void pnt_initialize(int& tally) {
+    useCount.Initialize(tally);
+}
 
-void pnt_finalize(int& tally) { useCount.Finalize(tally); }
+void pnt_finalize(int& tally) {
+    useCount.Finalize(tally);
+}

@@ -5,6 +5,10 @@ namespace {
 omi_UseCount useCount;
 } // namespace
 
-void typ_initialize(int& tally) { useCount.Initialize(tally); }
+void typ_initialize(int& tally) {
+    useCount.Initialize(tally);
+}
 
-void typ_finalize(int& tally) { useCount.Finalize(tally); }
+void typ_finalize(int& tally) {
+    useCount.Finalize(tally);
+}

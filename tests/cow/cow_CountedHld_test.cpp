@@ -1,0 +1,175 @@
+#include "cow_CountedHld.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+// Counts constructions, copies and destructions so that sharing is visible.
+struct Tracked {
+    static inline int live = 0;
+    static inline int copies = 0;
+    static inline int destroyed = 0;
+    static void Reset() { live = copies = destroyed = 0; }
+
+    explicit Tracked(int v = 0) : value(v) { ++live; }
+    Tracked(const Tracked& other) : value(other.value) {
+        ++live;
+        ++copies;
+    }
+    virtual ~Tracked() {
+        --live;
+        ++destroyed;
+    }
+    virtual Tracked* Clone() const { return new Tracked(*this); }
+    virtual std::string Kind() const { return "base"; }
+
+    int value;
+};
+
+struct DerivedTracked : Tracked {
+    using Tracked::Tracked;
+    Tracked* Clone() const override { return new DerivedTracked(*this); }
+    std::string Kind() const override { return "derived"; }
+};
+
+using Handle = cow_COW<Tracked>;
+using VirtualHandle = cow_COW<Tracked, cow_Virtual<Tracked>>;
+using Link = cow_ArrayCOW<Tracked>;
+
+class CowHandle : public testing::Test {
+protected:
+    void SetUp() override { Tracked::Reset(); }
+    void TearDown() override { EXPECT_EQ(Tracked::live, 0) << "an object leaked"; }
+};
+
+TEST_F(CowHandle, FreshHandleIsSoleOwnerAndCopyShares) {
+    Handle a(new Tracked(7));
+    EXPECT_EQ(a.References(), 1);
+    Handle b(a);
+    EXPECT_EQ(a.References(), 2);
+    EXPECT_EQ(b.References(), 2);
+    EXPECT_EQ(a.ConstPtr(), b.ConstPtr());
+    EXPECT_EQ(Tracked::copies, 0);
+
+    Handle c(Tracked(3)); // from a value: the policy's copy
+    EXPECT_EQ(c.References(), 1);
+    EXPECT_EQ(c->value, 3);
+}
+
+TEST_F(CowHandle, GetOnSharedHandleCopiesOnceAndLeavesOtherUntouched) {
+    Handle a(new Tracked(1));
+    Handle b(a);
+    const Tracked* original = a.ConstPtr();
+
+    b.Get().value = 2;
+    EXPECT_EQ(Tracked::copies, 1);
+    EXPECT_EQ(a.ConstPtr(), original);
+    EXPECT_EQ(a->value, 1);
+    EXPECT_EQ(b->value, 2);
+    EXPECT_EQ(a.References(), 1);
+    EXPECT_EQ(b.References(), 1);
+
+    Tracked& again = b.Get(); // sole owner now: in place
+    EXPECT_EQ(&again, b.ConstPtr());
+    EXPECT_EQ(Tracked::copies, 1);
+}
+
+TEST_F(CowHandle, ReadAccessNeverCopies) {
+    Handle a(new Tracked(5));
+    const Handle b(a);
+    EXPECT_EQ((*b).value + b->value, 10);
+    EXPECT_EQ(Tracked::copies, 0);
+    EXPECT_EQ(a.References(), 2);
+}
+
+TEST_F(CowHandle, SelfAndSameObjectAssignmentKeepObjectAndCount) {
+    Handle a(new Tracked(1));
+    Handle b(a);
+    Handle& alias = a;
+    a = alias;
+    EXPECT_EQ(a.References(), 2);
+    a = b;
+    EXPECT_EQ(a.References(), 2);
+    EXPECT_EQ(Tracked::destroyed, 0);
+    EXPECT_EQ(a->value, 1);
+}
+
+TEST_F(CowHandle, AssignmentReleasesTheOldObjectWhenLastHolderLeaves) {
+    Handle a(new Tracked(1));
+    Handle b(new Tracked(2));
+    a = b;
+    EXPECT_EQ(Tracked::destroyed, 1);
+    EXPECT_EQ(a.References(), 2);
+    EXPECT_EQ(a->value, 2);
+}
+
+TEST_F(CowHandle, AssigningPointerToSharedHolderLeavesOldObjectWithOthers) {
+    Handle a(new Tracked(1));
+    Handle b(a);
+    Handle c(a);
+    b = new Tracked(9);
+    EXPECT_EQ(a.References(), 2);
+    EXPECT_EQ(b.References(), 1);
+    EXPECT_EQ(a->value, 1);
+    EXPECT_EQ(b->value, 9);
+    EXPECT_EQ(Tracked::destroyed, 0);
+}
+
+TEST_F(CowHandle, AssigningPointerToSoleOwnerDestroysOldObject) {
+    Handle a(new Tracked(1));
+    a = new Tracked(2);
+    EXPECT_EQ(Tracked::destroyed, 1);
+    EXPECT_EQ(a.References(), 1);
+    EXPECT_EQ(a->value, 2);
+}
+
+TEST_F(CowHandle, LastOfSeveralHoldersFreesExactlyOnce) {
+    {
+        Handle a(new Tracked(1));
+        {
+            Handle b(a);
+            Handle c(b);
+            EXPECT_EQ(a.References(), 3);
+        }
+        EXPECT_EQ(Tracked::destroyed, 0);
+        EXPECT_EQ(a.References(), 1);
+    }
+    EXPECT_EQ(Tracked::destroyed, 1);
+}
+
+TEST_F(CowHandle, EmptyArrayHandleHasCountOneAndNoObject) {
+    Link empty;
+    EXPECT_FALSE(empty.HasValue());
+    EXPECT_EQ(empty.References(), 1);
+    Link other(new Tracked(4));
+    empty = other;
+    EXPECT_EQ(empty.References(), 2);
+    Link another;
+    other = another;
+    EXPECT_FALSE(other.HasValue());
+    EXPECT_EQ(empty->value, 4);
+}
+
+TEST_F(CowHandle, VirtualPolicyCopiesTheMostDerivedObject) {
+    DerivedTracked derived(3);
+    VirtualHandle a(derived);
+    EXPECT_EQ(a->Kind(), "derived");
+    VirtualHandle b(a);
+    b.Get().value = 4;
+    EXPECT_EQ(b->Kind(), "derived");
+    EXPECT_EQ(a->value, 3);
+}
+
+TEST(CowCounter, DecrementReportsWhenTheLastHolderHasGone) {
+    cow_Counter counter;
+    EXPECT_EQ(counter.References(), 1);
+    counter.Increment();
+    EXPECT_FALSE(counter.Decrement());
+    EXPECT_TRUE(counter.Decrement());
+    EXPECT_TRUE(counter.Decrement());
+    EXPECT_EQ(counter.References(), -1);
+}
+
+} // namespace
