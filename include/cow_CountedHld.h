@@ -13,6 +13,14 @@
 
 #include <cstdint>
 
+// GCC 12 cannot follow shared counts and reports a use after free where the last of two
+// holders releases a counter that the first did not free.
+#if defined(__GNUC__) && !defined(__clang__) && __GNUC__ >= 12
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wuse-after-free"
+#define COW_COUNTEDHLD_POP_DIAGNOSTIC
+#endif
+
 namespace vlt::detail {
 inline constexpr char cow_CountedHldPath[] = "include/cow_CountedHld";
 } // namespace vlt::detail
@@ -150,3 +158,8 @@ public:
     }
     ~cow_ArrayCOW() = default;
 };
+
+#ifdef COW_COUNTEDHLD_POP_DIAGNOSTIC
+#pragma GCC diagnostic pop
+#undef COW_COUNTEDHLD_POP_DIAGNOSTIC
+#endif
