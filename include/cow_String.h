@@ -107,6 +107,13 @@ public:
     // Replaces at most count characters at start by the n bytes of text (which may point into
     // this string).
     cow_String& Replace(unsigned start, unsigned count, const char* text, unsigned n);
+    // Replaces at most count characters at start by at most count2 characters of s starting at
+    // s[start2].
+    cow_String& Replace(unsigned start, unsigned count, const cow_String& s, unsigned start2 = 0,
+                        unsigned count2 = Unlimited) {
+        replace(start, count, s.c_str(), s.Length(), start2, count2);
+        return *this;
+    }
     cow_String& Substitute(const cow_String& from, const cow_String& to,
                            unsigned maximum = Unlimited);
     cow_String Substr(unsigned start, unsigned count = Unlimited) const;
@@ -158,6 +165,7 @@ private:
         explicit cow_StringRep(unsigned n);
         cow_StringRep(const char* p, unsigned n);
         cow_StringRep(const cow_StringRep& r, unsigned n);
+        cow_StringRep(const cow_StringRep&) = delete;
         cow_StringRep& operator=(const cow_StringRep&) = delete;
         ~cow_StringRep();
 

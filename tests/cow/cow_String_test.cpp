@@ -1,0 +1,416 @@
+#include "AssertRecorder.h"
+#include "cow_String.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using vlt::test::AssertRecorder;
+using vlt::test::AssertReport;
+
+constexpr char stringPath[] = "cow/impl/cow_String";
+
+std::string text(const cow_String& s) {
+    return std::string(s.c_str(), s.Length());
+}
+
+// ---- Sharing --------------------------------------------------------------------------------
+
+struct Edit {
+    const char* name;
+    std::function<void(cow_String&)> apply;
+    const char* expected; // the edited copy of "Hello world"
+};
+
+class WriteToSharedCopy : public testing::TestWithParam<Edit> {};
+
+TEST_P(WriteToSharedCopy, ChangesOnlyTheWrittenCopy) {
+    const cow_String source("Hello world");
+    cow_String copy = source;
+    const char* const shared = source.c_str();
+    ASSERT_EQ(copy.c_str(), shared);
+
+    GetParam().apply(copy);
+
+    EXPECT_EQ(text(copy), GetParam().expected);
+    EXPECT_EQ(text(source), "Hello world");
+    EXPECT_EQ(source.c_str(), shared);
+    EXPECT_NE(copy.c_str(), shared);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EveryEdit, WriteToSharedCopy,
+    testing::Values(Edit{"Append", [](cow_String& s) { s.Append("!"); }, "Hello world!"},
+                    Edit{"AppendNothing", [](cow_String& s) { s.Append(""); }, "Hello world"},
+                    Edit{"Insert", [](cow_String& s) { s.Insert(5, ","); }, "Hello, world"},
+                    Edit{"Erase", [](cow_String& s) { s.Erase(5); }, "Hello"},
+                    Edit{"Replace", [](cow_String& s) { s.Replace(0, 5, "Bye", 3); }, "Bye world"},
+                    Edit{"Substitute",
+                         [](cow_String& s) { s.Substitute(cow_String("o"), cow_String("0")); },
+                         "Hell0 w0rld"},
+                    Edit{"Trim", [](cow_String& s) { s.Trim("lo"); }, "He wrd"},
+                    Edit{"LeftTrim", [](cow_String& s) { s.LeftTrim("eH"); }, "llo world"},
+                    Edit{"RightTrim", [](cow_String& s) { s.RightTrim("dl"); }, "Hello wor"},
+                    Edit{"ToLower", [](cow_String& s) { s.ToLower(); }, "hello world"},
+                    Edit{"ToUpper", [](cow_String& s) { s.ToUpper(); }, "HELLO WORLD"},
+                    Edit{"Uncapitalize", [](cow_String& s) { s.Uncapitalize(); }, "hello world"},
+                    Edit{"Reverse", [](cow_String& s) { s.Reverse(); }, "dlrow olleH"},
+                    Edit{"IndexWrite", [](cow_String& s) { s[4] = '0'; }, "Hell0 world"},
+                    Edit{"AssignText", [](cow_String& s) { s = "other"; }, "other"}),
+    [](const testing::TestParamInfo<Edit>& info) { return info.param.name; });
+
+TEST(StringSharing, ReadsAndCopiesNeverCopyTheText) {
+    const cow_String a("Hello world");
+    cow_String b;
+    b = a;
+    const cow_String c = b;
+    const char* const shared = a.c_str();
+    EXPECT_EQ(a.Find("wor"), 6u);
+    EXPECT_EQ(b.ReverseFind("o"), 7u);
+    EXPECT_EQ(text(c.Substr(0, 5)), "Hello");
+    EXPECT_EQ(c[1], 'e');
+    EXPECT_TRUE(a == b && !(b < c));
+    for (const cow_String* s : std::initializer_list<const cow_String*>{&a, &b, &c}) {
+        EXPECT_EQ(s->c_str(), shared);
+    }
+}
+
+TEST(StringSharing, CaseChangesWithNothingToChangeStayShared) {
+    const cow_String upper("HELLO 1"), lower("hello 1");
+    cow_String a = upper, b = lower, c = lower, d = upper;
+    a.ToUpper();
+    b.ToLower();
+    c.Uncapitalize();
+    d.Capitalize();
+    EXPECT_EQ(a.c_str(), upper.c_str());
+    EXPECT_EQ(b.c_str(), lower.c_str());
+    EXPECT_EQ(c.c_str(), lower.c_str());
+    EXPECT_EQ(d.c_str(), upper.c_str());
+}
+
+TEST(StringSharing, SoleOwnerEditsInPlace) {
+    cow_String s("abc");
+    const char* const buffer = s.c_str();
+    s.Append("def").Insert(0, "x").Erase(1, 1).ToUpper();
+    EXPECT_EQ(s.c_str(), buffer);
+    EXPECT_EQ(text(s), "XBCDEF");
+}
+
+TEST(StringSharing, SelfAssignmentAndMoveKeepTheText) {
+    cow_String s("abc");
+    const cow_String& alias = s;
+    s = alias;
+    EXPECT_EQ(text(s), "abc");
+    cow_String moved = std::move(s);
+    EXPECT_EQ(text(moved), "abc");
+    EXPECT_EQ(s.Length(), 0u); // NOLINT(bugprone-use-after-move): moved-from reads as empty
+    EXPECT_STREQ(s.c_str(), "");
+}
+
+// ---- Construction and capacity ------------------------------------------------------------
+
+TEST(StringConstruction, EmptyTextGivesNoRepresentationButAssignmentKeepsOne) {
+    const cow_String constructed("");
+    cow_String assigned("x");
+    assigned = "";
+    EXPECT_EQ(constructed.Capacity(), 0u);
+    EXPECT_STREQ(constructed.c_str(), "");
+    EXPECT_EQ(assigned.Capacity(), 32u);
+    EXPECT_EQ(assigned.Length(), 0u);
+    EXPECT_EQ(constructed, assigned);
+    EXPECT_EQ(cow_String().c_str(), constructed.c_str()); // the one static empty text
+}
+
+TEST(StringConstruction, ByteCountConstructorKeepsEmbeddedNul) {
+    const cow_String s("a\0b", 3);
+    EXPECT_EQ(s.Length(), 3u);
+    EXPECT_EQ(s[2], 'b');
+}
+
+class StringCapacity : public testing::TestWithParam<std::pair<unsigned, unsigned>> {};
+
+TEST_P(StringCapacity, FollowsTheSizeClassesOfTheRequest) {
+    const auto [length, capacity] = GetParam();
+    const std::string chars(length, 'x');
+    EXPECT_EQ(cow_String(chars.c_str()).Capacity(), capacity);
+}
+
+INSTANTIATE_TEST_SUITE_P(Boundaries, StringCapacity,
+                         testing::Values(std::pair{1u, 32u}, std::pair{14u, 32u},
+                                         std::pair{15u, 64u}, std::pair{46u, 64u},
+                                         std::pair{47u, 64u}, std::pair{48u, 65u},
+                                         std::pair{1000u, 1017u}));
+
+TEST(StringCapacityGrowth, AppendingOneByOneReallocatesAtThePublishedPoints) {
+    cow_String s;
+    std::vector<std::pair<unsigned, unsigned>> changes; // (length, new capacity)
+    unsigned capacity = 0;
+    while (s.Length() < 100) {
+        s.Append('x');
+        if (s.Capacity() != capacity) {
+            capacity = s.Capacity();
+            changes.emplace_back(s.Length(), capacity);
+        }
+    }
+    EXPECT_EQ(changes, (std::vector<std::pair<unsigned, unsigned>>{
+                           {1, 32}, {32, 64}, {64, 81}, {81, 98}, {98, 115}}));
+}
+
+TEST(StringCapacityGrowth, AssignmentSizesForTheTerminatorToo) {
+    cow_String s;
+    s = "abcdefghijklmn"; // 14 characters ask for 15 bytes
+    EXPECT_EQ(s.Capacity(), 64u);
+    EXPECT_EQ(cow_String("abcdefghijklmn").Capacity(), 32u);
+}
+
+TEST(StringCapacityGrowth, UnsharingSizesForTheRequestNotTheSource) {
+    const cow_String source("0123456789");
+    cow_String copy = source;
+    copy.Append(std::string(40, 'y').c_str());
+    EXPECT_EQ(copy.Capacity(), 67u);
+    EXPECT_EQ(source.Capacity(), 32u);
+}
+
+// ---- Numbers ------------------------------------------------------------------------------
+
+TEST(StringNumbers, FormatsIntegersWithSign) {
+    EXPECT_EQ(text(cow_String(0)), "0");
+    EXPECT_EQ(text(cow_String(-42)), "-42");
+    EXPECT_EQ(text(cow_String(INT_MIN)), "-2147483648");
+    EXPECT_EQ(text(cow_String(UINT_MAX)), "4294967295");
+    EXPECT_EQ(text(cow_String(0u)), "0");
+}
+
+class StringDouble : public testing::TestWithParam<std::pair<double, const char*>> {};
+
+TEST_P(StringDouble, PrintsShortestGeneralFormWithTwoDigitExponents) {
+    EXPECT_EQ(text(cow_String(GetParam().first)), GetParam().second);
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, StringDouble,
+                         testing::Values(std::pair{0.0, "0"}, std::pair{100000.0, "100000"},
+                                         std::pair{1.5e10, "1.5e+10"}, std::pair{1e+100, "1e+100"},
+                                         std::pair{-2.5, "-2.5"}, std::pair{-1.5e-7, "-1.5e-07"},
+                                         std::pair{1234567.0, "1.23457e+06"},
+                                         std::pair{1e-300, "1e-300"}));
+
+// ---- Assertions ---------------------------------------------------------------------------
+
+struct Misuse {
+    const char* name;
+    std::function<std::string(cow_String&)> apply; // returns what the operation produced
+    const char* expression;
+    const char* result; // after carrying on with clipped values
+};
+
+class StringMisuse : public testing::TestWithParam<Misuse> {};
+
+TEST_P(StringMisuse, ReportsThePublishedTextAndCarriesOnClipped) {
+    AssertRecorder recorder;
+    cow_String s("hello");
+    const std::string produced = GetParam().apply(s);
+    ASSERT_EQ(recorder.Reports().size(), 1u);
+    EXPECT_EQ(recorder.Reports()[0].expression, GetParam().expression);
+    EXPECT_EQ(recorder.Reports()[0].path, stringPath);
+    EXPECT_GT(recorder.Reports()[0].line, 0);
+    EXPECT_EQ(produced, GetParam().result);
+}
+
+std::string after(cow_String& s) {
+    return text(s);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EveryCheck, StringMisuse,
+    testing::Values(
+        Misuse{"Append", [](cow_String& s) { return after(s.Append("abc", 4)); },
+               "(start <= clen) && \"Append: start out of range\"", "hello"},
+        Misuse{"Erase", [](cow_String& s) { return after(s.Erase(6, 1)); },
+               "(start <= oldLength) && \"Erase: start out of range\"", "hello"},
+        Misuse{"InsertStart1", [](cow_String& s) { return after(s.Insert(9, "xy")); },
+               "(start1 <= oldLength) && \"Insert: start1 out of range\"", "helloxy"},
+        Misuse{"InsertStart2", [](cow_String& s) { return after(s.Insert(0, "xy", 3)); },
+               "(start2 <= slen) && \"Insert: start2 out of range\"", "hello"},
+        Misuse{"ReplaceStart1", [](cow_String& s) { return after(s.Replace(7, 2, "xy", 2)); },
+               "(start1 <= oldLength) && \"Replace: start1 out of range\"", "helloxy"},
+        Misuse{"ReplaceStart2",
+               [](cow_String& s) { return after(s.Replace(0, 1, cow_String("xy"), 5)); },
+               "(start2 <= slen) && \"Replace: start2 out of range\"", "ello"},
+        Misuse{"Substr", [](cow_String& s) { return text(s.Substr(6)); },
+               "(start <= length) && \"Substr: start out of range\"", ""},
+        Misuse{"ConstIndex", [](cow_String& s) { return std::to_string(int{std::as_const(s)[6]}); },
+               "ix <= Length()", "0"},
+        Misuse{"WritableIndex",
+               [](cow_String& s) {
+                   s[5] = 'x';
+                   return after(s);
+               },
+               "ix < Length()", "hello"}),
+    [](const testing::TestParamInfo<Misuse>& info) { return info.param.name; });
+
+TEST(StringIndex, ConstReadsTheTerminatorWithoutReport) {
+    AssertRecorder recorder;
+    const cow_String s("ab"), empty;
+    EXPECT_EQ(s[2], '\0');
+    EXPECT_EQ(empty[0], '\0');
+    EXPECT_TRUE(recorder.Reports().empty());
+}
+
+// ---- Searching ----------------------------------------------------------------------------
+
+TEST(StringFind, NotFoundIsTheLength) {
+    const cow_String s("abcabc");
+    EXPECT_EQ(s.Find("bc"), 1u);
+    EXPECT_EQ(s.Find("bc", 2), 4u);
+    EXPECT_EQ(s.Find("bc", 5), 6u);
+    EXPECT_EQ(s.Find("x"), 6u);
+    EXPECT_EQ(s.Find("a", 7), 6u);
+    EXPECT_EQ(s.Find("", 6), 6u);
+    EXPECT_EQ(cow_String().Find("a"), 0u);
+    EXPECT_EQ(cow_String("abc").Find(cow_String("c")), 2u);
+}
+
+TEST(StringReverseFind, FindsTheLastStartAtOrBeforePos) {
+    const cow_String s("abcabc");
+    EXPECT_EQ(s.ReverseFind("bc"), 4u);
+    EXPECT_EQ(s.ReverseFind("bc", 3), 1u);
+    EXPECT_EQ(s.ReverseFind("bc", 1), 1u);
+    EXPECT_EQ(s.ReverseFind("x"), 6u);
+    EXPECT_EQ(s.ReverseFind(""), 6u);
+    EXPECT_EQ(cow_String("aaaa").ReverseFind("aa"), 2u); // overlapping hits count
+}
+
+TEST(StringReverseFind, PositionZeroIsNotFoundEvenForALeadingNeedle) {
+    EXPECT_EQ(cow_String("abc").ReverseFind("ab", 0), 3u);
+}
+
+// ---- Editing --------------------------------------------------------------------------------
+
+TEST(StringTrim, TrimFiltersTheWholeStringWhileLeftAndRightTrimOnlyEnds) {
+    EXPECT_EQ(text(cow_String("a b c").Trim(" ")), "abc");
+    EXPECT_EQ(text(cow_String("  a b  ").LeftTrim(" ")), "a b  ");
+    EXPECT_EQ(text(cow_String("  a b  ").RightTrim(" ")), "  a b");
+    EXPECT_EQ(text(cow_String("\xe9x\xe9").Trim("\xe9")), "x");
+    EXPECT_EQ(text(cow_String(" \t ").RightTrim("\t ")), "");
+    EXPECT_EQ(text(cow_String(" \t ").LeftTrim("\t ")), "");
+}
+
+TEST(StringSubstitute, SearchesFromTheStartAgainAfterEachReplacement) {
+    EXPECT_EQ(text(cow_String("a").Substitute(cow_String("a"), cow_String("aa"), 3)), "aaaa");
+    EXPECT_EQ(text(cow_String("x--y--z").Substitute(cow_String("--"), cow_String(""))), "xyz");
+    EXPECT_EQ(text(cow_String("a.b.c").Substitute(cow_String("."), cow_String("/"), 1)), "a/b.c");
+    EXPECT_EQ(text(cow_String("abc").Substitute(cow_String(""), cow_String("x"))), "abc");
+    EXPECT_EQ(text(cow_String("abc").Substitute(cow_String("a"), cow_String("x"), 0)), "abc");
+}
+
+TEST(StringEdit, EraseReplaceSubstrClipCounts) {
+    EXPECT_EQ(text(cow_String("hello").Erase(2)), "he");
+    EXPECT_EQ(text(cow_String("hello").Erase(1, 2)), "hlo");
+    EXPECT_EQ(text(cow_String("hello").Erase(5, 3)), "hello");
+    EXPECT_EQ(text(cow_String("hello").Replace(1, 3, "EY", 2)), "hEYo");
+    EXPECT_EQ(text(cow_String("hello").Replace(1, 99, "i", 1)), "hi");
+    EXPECT_EQ(cow_String("ab").Replace(1, 0, "x\0y", 3).Length(), 5u);
+    EXPECT_EQ(text(cow_String("hello").Replace(0, 2, cow_String("JAM"), 1, 1)), "Allo");
+    EXPECT_EQ(text(cow_String("hello").Substr(1, 3)), "ell");
+    EXPECT_EQ(text(cow_String("hello").Substr(2)), "llo");
+    EXPECT_EQ(cow_String("hello").Substr(5).Capacity(), 32u); // its own, empty representation
+    EXPECT_EQ(text(cow_String().Insert(0, "abc", 1)), "bc");
+}
+
+TEST(StringEdit, GrowingEditsKeepPrefixAndTail) {
+    const std::string base(50, 'x');
+    cow_String s(base.c_str());
+    s.Replace(10, 2, std::string(30, 'y').c_str(), 30);
+    EXPECT_EQ(text(s), std::string(10, 'x') + std::string(30, 'y') + std::string(38, 'x'));
+    s.Insert(78, "end");
+    EXPECT_EQ(text(s).substr(75), "xxxend");
+}
+
+TEST(StringEdit, ReverseAndCaseFunctions) {
+    EXPECT_EQ(text(cow_String("abc").Reverse()), "cba");
+    EXPECT_EQ(text(cow_String("abcd").Reverse()), "dcba");
+    EXPECT_EQ(text(cow_String("HeLLo 1!").ToLower()), "hello 1!");
+    EXPECT_EQ(text(cow_String("HeLLo 1!").ToUpper()), "HELLO 1!");
+    EXPECT_EQ(text(cow_String("hello").Capitalize()), "Hello");
+    EXPECT_EQ(text(cow_String("1hello").Capitalize()), "1hello");
+    EXPECT_EQ(text(cow_String("HELLO").Uncapitalize()), "hELLO");
+    EXPECT_EQ(text(cow_String("\xc9").ToLower()), "\xc9"); // bytes above ASCII stay
+}
+
+// ---- Text pointing into the same string --------------------------------------------------
+
+TEST(StringSelfReference, AppendAndInsertOfOwnTextSurviveGrowth) {
+    const std::string base = std::string(58, 'a') + "bc"; // 60 characters, room for 77
+    cow_String s(base.c_str());
+    s.Append(s);
+    EXPECT_EQ(text(s), base + base);
+    cow_String t(base.c_str());
+    t.Insert(1, t);
+    EXPECT_EQ(text(t), "a" + base + base.substr(1));
+    cow_String u(base.c_str());
+    u.Insert(58, u.c_str() + 30, 0, 30);
+    EXPECT_EQ(text(u), base.substr(0, 58) + base.substr(30) + "bc");
+    cow_String v(base.c_str());
+    v.Append(v.c_str() + 1);
+    EXPECT_EQ(text(v), base + base.substr(1));
+    EXPECT_GT(v.Capacity(), 77u);
+}
+
+TEST(StringSelfReference, InPlaceInsertReplaceAndAssignOfOwnText) {
+    cow_String s("abcdef");
+    s.Insert(1, s, 2, 2);
+    EXPECT_EQ(text(s), "acdbcdef");
+    cow_String r("abcdef");
+    r.Replace(0, 1, r.c_str() + 1, 3);
+    EXPECT_EQ(text(r), "bcdbcdef");
+    cow_String a("abcdef");
+    a = a.c_str() + 2;
+    EXPECT_EQ(text(a), "cdef");
+    cow_String b("xy");
+    b.Substitute(cow_String("y"), b, 1);
+    EXPECT_EQ(text(b), "xxy");
+    cow_String c("ab");
+    EXPECT_EQ(text(c + c), "abab");
+}
+
+// ---- Comparison and output ----------------------------------------------------------------
+
+TEST(StringCompare, OrdersByUnsignedBytes) {
+    std::vector<cow_String> v{cow_String("b"), cow_String("\xc3"), cow_String("B"),
+                              cow_String("a"), cow_String(),       cow_String("ab")};
+    std::sort(v.begin(), v.end());
+    std::vector<std::string> sorted;
+    for (const cow_String& s : v) {
+        sorted.push_back(text(s));
+    }
+    EXPECT_EQ(sorted, (std::vector<std::string>{"", "B", "a", "ab", "b", "\xc3"}));
+}
+
+TEST(StringCompare, AllOperatorsAgainstStringsAndText) {
+    const cow_String abc("abc");
+    EXPECT_TRUE(abc == "abc" && "abc" == abc && abc != "abd" && "abd" != abc);
+    EXPECT_TRUE(abc < "abd" && "abb" < abc && abc <= "abc" && abc >= "abc");
+    EXPECT_TRUE(abc > cow_String("ab") && cow_String("Abc") < abc);
+    EXPECT_TRUE(cow_String() == "" && cow_String() < "a");
+    EXPECT_FALSE(abc < abc);
+}
+
+TEST(StringOutput, ConcatenationAndStreamLeaveOperandsAlone) {
+    const cow_String left("ab");
+    const cow_String joined = left + "cd" + cow_String("ef");
+    EXPECT_EQ(text(joined), "abcdef");
+    EXPECT_EQ(text(left), "ab");
+    std::ostringstream out;
+    out << joined << '|' << cow_String() << '|';
+    EXPECT_EQ(out.str(), "abcdef||");
+}
+
+} // namespace
