@@ -1,0 +1,139 @@
+// Blocked bit vectors: sparse sets of unsigned integers.
+//
+// `omi_BlkBitVect` stores bit i in 32-bit word i / 32 (bit 0 least significant) of a blocked
+// array of 256-word blocks (8192 bits per block); a block is made only where a bit is set, and
+// the vector keeps an exact count of its set bits. `omi_BlkBitVectTrav` walks the set bits in
+// either direction, skipping absent blocks and zero words. A vector owns its blocks and is
+// copied in full; it is not shared and takes no locks. A traverser reads the live blocks: it
+// must not outlive a change to its vector that frees blocks or grows the block table.
+#pragma once
+
+#include "omi_BlockedArray.h"
+#include "vlt_Export.h"
+
+class omi_BlkBitVectTrav;
+
+class VLTUTL_API omi_BlkBitVect : protected omi_BlockedArray<unsigned int> {
+public:
+    omi_BlkBitVect();
+    omi_BlkBitVect(const omi_BlkBitVect& other);
+    omi_BlkBitVect& operator=(const omi_BlkBitVect& other);
+    ~omi_BlkBitVect() override;
+
+    void SetBit(unsigned index) {
+        unsigned& word = Cell(index >> wordShift);
+        const unsigned bit = 1u << (index & wordMask);
+        if ((word & bit) == 0) {
+            word |= bit;
+            ++bitCount;
+        }
+    }
+    // Clearing never frees a block; `Recount` does.
+    void UnsetBit(unsigned index) {
+        unsigned* word = FindCell(index >> wordShift);
+        const unsigned bit = 1u << (index & wordMask);
+        if (word != nullptr && (*word & bit) != 0) {
+            *word &= ~bit;
+            --bitCount;
+        }
+    }
+    bool TestBit(unsigned index) const {
+        const unsigned* word = FindCell(index >> wordShift);
+        return word != nullptr && (*word >> (index & wordMask) & 1u) != 0;
+    }
+    // Sets every bit from `from` to `to`, both included; nothing when `from` > `to`.
+    void SetFromTo(unsigned from, unsigned to);
+    // Frees every block.
+    void Clear();
+    unsigned BitCount() const { return bitCount; }
+
+    omi_BlkBitVect& operator&=(const omi_BlkBitVect& other);
+    omi_BlkBitVect& operator|=(const omi_BlkBitVect& other);
+    omi_BlkBitVect& operator^=(const omi_BlkBitVect& other);
+    omi_BlkBitVect& operator-=(const omi_BlkBitVect& other);
+    bool operator==(const omi_BlkBitVect& other) const;
+    // True when every bit of `other` is set here.
+    bool Contains(const omi_BlkBitVect& other) const;
+
+    // Prints the count and every set index to standard error.
+    virtual void DumpList() const;
+    using omi_BlockedArray<unsigned int>::DumpArray;
+    // The number of blocks held: a block stays after its last bit is cleared until `Recount`.
+    using omi_BlockedArray<unsigned int>::BlockCount;
+
+    // The number of set bits of each byte value.
+    static const unsigned char BitPerByte[256];
+    static unsigned CountBits32(unsigned word);
+
+protected:
+    // Recomputes the count from the words and frees every block without a set bit.
+    void Recount();
+
+    unsigned bitCount;
+
+private:
+    friend class omi_BlkBitVectTrav;
+
+    static constexpr unsigned wordShift = 5;
+    static constexpr unsigned wordMask = 31;
+    static constexpr unsigned blockShift = 8;
+    static constexpr unsigned initialBlocks = 128;
+
+    // Which blocks an operator touches when only one operand has them: blocks found only here
+    // are dropped or kept; blocks found only in the other vector are copied or ignored.
+    enum class MineOnly { Drop, Keep };
+    enum class TheirsOnly { Copy, Ignore };
+    template <class WordOp>
+    void Combine(const omi_BlkBitVect& other, MineOnly mineOnly, TheirsOnly theirsOnly, WordOp op);
+    const unsigned* BlockAt(unsigned block) const {
+        return block < tableLength ? blockTable[block] : nullptr;
+    }
+    unsigned BlockBits(const unsigned* block) const;
+    bool BlockIsZero(const unsigned* block) const;
+};
+
+class VLTUTL_API omi_BlkBitVectTrav {
+public:
+    // A traverser over no vector: it finds nothing until it is assigned one.
+    omi_BlkBitVectTrav();
+    explicit omi_BlkBitVectTrav(const omi_BlkBitVect& vector);
+    omi_BlkBitVectTrav(const omi_BlkBitVectTrav& other);
+    omi_BlkBitVectTrav& operator=(const omi_BlkBitVectTrav& other);
+    virtual ~omi_BlkBitVectTrav();
+
+    // Each returns true and sets `index` when a set bit was found, false at the end. Running
+    // off one end leaves the cursor there: the opposite step then finds the extreme bit.
+    bool First(unsigned& index);
+    bool Last(unsigned& index);
+    bool Next(unsigned& index);
+    bool Prev(unsigned& index);
+
+protected:
+    // Back to the position before the first bit.
+    void Initomi_BlkBitVect();
+    void SetBitTraverseData(const omi_BlkBitVect& vector);
+
+private:
+    enum class Place { BeforeFirst, OnBit, AfterLast };
+
+    bool ScanForward(unsigned fromBlock, unsigned& index);
+    bool ScanBackward(unsigned blockLimit, unsigned& index);
+    // Positions on the lowest (highest) set bit of a non-zero word and reports its index.
+    bool StopAtLowest(const unsigned* word, unsigned bits, unsigned& index);
+    bool StopAtHighest(const unsigned* word, unsigned bits, unsigned& index);
+    void EnterBlock(unsigned block);
+    bool Stop(const unsigned* word, unsigned bit, unsigned& index);
+
+    unsigned tableLength;
+    unsigned blockSize;
+    unsigned shift;
+    unsigned mask;
+    unsigned* const* blockTable;
+
+    Place place;
+    unsigned currentBlock;
+    const unsigned* currentWord;
+    const unsigned* blockEnd;
+    unsigned bitMask;
+    unsigned currentBit;
+};
