@@ -315,6 +315,20 @@ TEST_F(DiagModules, ModulesWithoutMessageFunctionFallBackToTheSystemText) {
     dlclose(libc);
 }
 
+TEST_F(DiagModules, RegisteredModuleTextWinsAndUnknownCodesFallBack) {
+    void* const module = dlopen(VLT_TEST_DIAG_MESSAGES, RTLD_NOW);
+    ASSERT_NE(module, nullptr) << dlerror();
+    EXPECT_EQ(omn_AddDiagAssertModule(module), 1);
+    errno = 9002;
+    omn_RealAssert(omn_DiagSendToDebugger, "m", 1);
+    errno = 9003;
+    omn_RealAssert(omn_DiagSendToDebugger, "m", 1);
+    EXPECT_EQ(debugger, (std::vector<std::string>{
+                            Report("m", "Last Error (0x0000232A) : Solver diverged\n"),
+                            Report("m", "Last Error (0x0000232B) : Unknown error 9003\n")}));
+    EXPECT_EQ(errno, 9003);
+}
+
 // Every published function, made to fail inside where it can: the files are pipes without a
 // reader and the wide conversions meet characters outside the C locale.
 class DiagLastError : public Diag,
