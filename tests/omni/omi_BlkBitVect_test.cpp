@@ -13,7 +13,6 @@
 namespace {
 
 using vlt::test::AssertRecorder;
-using vlt::test::AssertReport;
 
 // Reaches the protected members that a derived class of the library may use.
 class OpenBitVect : public omi_BlkBitVect {
