@@ -116,7 +116,7 @@ public:
         first = other.first;
         return *this;
     }
-    ~cow_List() { Clear(); }
+    ~cow_List() { ReleaseUnsharedHead(); }
 
     uint32_t Size() const { return size; }
 
@@ -134,6 +134,7 @@ private:
     friend struct vlt::detail::cow_ListInternals<T>;
 
     Link& GetNode(unsigned index);
+    void ReleaseUnsharedHead();
     const Node* NodeAt(uint32_t index) const;
 
     // What a read out of range sees after its report.
@@ -247,14 +248,24 @@ const cow_ListNode<T>* cow_List<T>::NodeAt(uint32_t index) const {
     return link->ConstPtr();
 }
 
-// One node at a time with constant stack depth: the extra reference on the successor keeps
-// the release of the first node from cascading down the chain.
+// Releases the nodes this list holds alone, one at a time with constant stack depth: the extra
+// reference on the successor keeps the release of the first node from cascading down the
+// chain. It stops at the first shared node: that node, and so everything after it, lives on
+// with its other holders, and walking further would only move their counts up and down again.
 template <class T>
-cow_List<T>& cow_List<T>::Clear() {
-    for (uint32_t n = size; n > 0 && first.HasValue(); --n) {
+void cow_List<T>::ReleaseUnsharedHead() {
+    while (size > 0 && first.HasValue() && first.References() == 1) {
         const Link successor(first->next);
         first = successor;
         --size;
+    }
+}
+
+template <class T>
+cow_List<T>& cow_List<T>::Clear() {
+    ReleaseUnsharedHead();
+    if (first.HasValue()) {
+        first = Link();
     }
     size = 0;
     return *this;

@@ -371,13 +371,26 @@ unsigned cow_String::Find(const char* needle, unsigned start) const {
         return 0;
     }
     const unsigned length = m_Cow->m_Length;
-    if (start <= length) {
-        const char* hit = std::strstr(m_Cow->m_Buffer + start, needle);
-        if (hit != nullptr) {
-            return static_cast<unsigned>(hit - m_Cow->m_Buffer);
+    if (start > length) {
+        return length;
+    }
+    // strchr finds each candidate and stops at the first NUL, exactly where a C-string search
+    // stops; with the known length the candidates are checked by memcmp. This scans a block at
+    // a time where strstr pays a fixed setup cost on every call.
+    const size_t needleLength = std::strlen(needle);
+    if (needleLength == 0) {
+        return start;
+    }
+    const char* const end = m_Cow->m_Buffer + length;
+    for (const char* p = m_Cow->m_Buffer + start;; ++p) {
+        p = std::strchr(p, needle[0]);
+        if (p == nullptr || static_cast<size_t>(end - p) < needleLength) {
+            return length;
+        }
+        if (std::memcmp(p, needle, needleLength) == 0) {
+            return static_cast<unsigned>(p - m_Cow->m_Buffer);
         }
     }
-    return length;
 }
 
 cow_String& cow_String::LeftTrim(const char* set) {
