@@ -13,6 +13,15 @@
 
 class omi_BlkBitVectTrav;
 
+namespace vlt::detail {
+// Where the structures keyed by signed integers keep a negative key: under its magnitude, which
+// for the smallest int is 2^31.
+inline unsigned omi_Magnitude(int key) {
+    const unsigned bits = static_cast<unsigned>(key);
+    return key < 0 ? 0u - bits : bits;
+}
+} // namespace vlt::detail
+
 class VLTUTL_API omi_BlkBitVect : protected omi_BlockedArray<unsigned int> {
 public:
     omi_BlkBitVect();

@@ -22,11 +22,7 @@ public:
 private:
     friend class omi_SetIT;
 
-    // The bit that holds a member in its half: -m for a negative m (also for the smallest int).
-    static unsigned Magnitude(int member) {
-        const unsigned bits = static_cast<unsigned>(member);
-        return member < 0 ? 0u - bits : bits;
-    }
+    static unsigned Magnitude(int member) { return vlt::detail::omi_Magnitude(member); }
     omi_BlkBitVect& HalfOf(int member) { return member < 0 ? negative : nonNegative; }
     const omi_BlkBitVect& HalfOf(int member) const { return member < 0 ? negative : nonNegative; }
 
