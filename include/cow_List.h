@@ -90,7 +90,16 @@ public:
     // Making a shared node private copies the element and shares the successor.
     cow_ListNode(const cow_ListNode&) = default;
     cow_ListNode& operator=(const cow_ListNode&) = delete;
-    ~cow_ListNode() = default;
+
+    // Releases the successors this node holds alone one at a time, so that dropping the last
+    // reference to a long chain (by assignment, by an iterator, by a node) never recurses once
+    // per node: each successor is destroyed while its own successor has a second reference.
+    ~cow_ListNode() {
+        while (next.HasValue() && next.References() == 1) {
+            const Link afterNext(next->next);
+            next = afterNext;
+        }
+    }
 
 private:
     friend class cow_List<T>;

@@ -614,6 +614,14 @@ TEST(ListLong, TenMillionElementsAreClearedWithConstantStack) {
     EXPECT_EQ(list.Size(), 0u);
 }
 
+// Assignment drops the old chain through the nodes themselves, not through Clear.
+TEST(ListLong, TenMillionElementsAreReleasedByAssignmentWithConstantStack) {
+    cow_List<int> list = LongList();
+    list = Make<int>({1, 2});
+    EXPECT_EQ(list.Size(), 2u);
+    EXPECT_EQ(list.ConstGet(1), 2);
+}
+
 TEST(StringListLengths, ShortestAndLongestOfTheStrings) {
     const cow_List<cow_String> list = Make<cow_String>({"abc", "", "hello", "xy"});
     EXPECT_EQ(GetLengthShortestString(list), 0u);
