@@ -175,7 +175,9 @@ private:
         uint32_t m_Length;
     };
 
-    static const char emptyText[1];
+    // Declared without a size: the compiler must not treat reads through c_str() as reads of a
+    // one-byte array (GCC 12 then misreports comparisons with longer literals).
+    static const char emptyText[];
 
     void release() {
         if (m_Cow != nullptr && m_Cow->m_RefCt.Decrement()) {
