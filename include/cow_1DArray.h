@@ -1,0 +1,723 @@
+// Growable one-dimensional arrays stored as tables of equal-sized blocks, with copy-on-write
+// at two levels.
+//
+// A `cow_1DArray<T>` owns a share of a block table: copies of an array share the table (one
+// table counter counts them), and tables share individual `cow_1DArrayBlock<T>`s (each block
+// counts the tables that hold it). Copying an array costs one increment. The first write after
+// a copy copies the table of block pointers and the one block written, never the whole array.
+// `Diff` and `ApplyDiff` exchange only the blocks in which two versions of an array differ.
+//
+// The array's length is always a whole number of blocks. Blocks are made on first access;
+// their numbers are never cleared, so an element never written reads as whatever the memory
+// held (elements of class type are default-constructed).
+//
+// `cow_1DArrayList<T, A>` keeps an explicit length over such an array and adds append,
+// insert, remove, search and slicing.
+//
+// Reading with `PartialArrayConstGet` never un-shares, but it makes a missing block in place,
+// even in a shared table: arrays that share storage belong to one thread at a time, readers
+// included. Counters are plain integers.
+#pragma once
+
+#include "cow_List.h"
+#include "cow_OutOfRange.h"
+#include "cow_String.h"
+#include "crt_Assert.h"
+#include "vlt_Export.h"
+
+#include <algorithm>
+#include <bit>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <utility>
+
+namespace vlt::detail {
+inline constexpr char cow_1DArrayPath[] = "include/cow_1DArray";
+inline constexpr char cow_1DArrayListPath[] = "include/cow_1DArrayList";
+// The caller's-array check reports the int instance's source for every element type, as
+// published.
+inline constexpr char cow_1DArrayListIntPath[] = "cow/impl/cow_1DArrayListInt";
+
+// The block size that an array without one takes when it is first written or grown.
+inline constexpr unsigned cow_1DArrayDefaultBlockSize = 16;
+
+// index / size for a non-zero size. Power-of-two sizes, the common case, shift instead of
+// dividing on every element access.
+inline unsigned cow_1DArrayBlockOf(unsigned index, unsigned size) {
+    return std::has_single_bit(size) ? index >> std::countr_zero(size) : index / size;
+}
+
+// Resizes a table of block pointers in place (realloc); entries added are null. A table of no
+// entries still owns an allocation.
+template <class Block>
+Block** cow_1DArrayResizeTable(Block** table, unsigned oldCount, unsigned newCount) {
+    const std::size_t entries = std::max(newCount, 1u);
+    void* resized = std::realloc(table, entries * sizeof(Block*));
+    if (resized == nullptr) {
+        throw std::bad_alloc();
+    }
+    Block** result = static_cast<Block**>(resized);
+    if (newCount > oldCount) {
+        std::fill(result + oldCount, result + newCount, nullptr);
+    }
+    return result;
+}
+} // namespace vlt::detail
+
+template <class T>
+class cow_1DArray;
+template <class T, class A>
+class cow_1DArrayList;
+template <class T, class A>
+class cow_1DArrayListIter;
+
+namespace vlt::detail {
+// Element equality of the list operations: `==`, and for lists of lists the inner list's
+// IsEqual.
+template <class T>
+bool cow_1DArrayEqual(const T& a, const T& b) {
+    return a == b;
+}
+template <class T, class A>
+bool cow_1DArrayEqual(const cow_1DArrayList<T, A>& a, const cow_1DArrayList<T, A>& b) {
+    return a.IsEqual(b);
+}
+} // namespace vlt::detail
+
+// One block: a fixed number of elements, counted by the tables that hold it.
+template <class T>
+class cow_1DArrayBlock {
+public:
+    // Elements of class type are default-constructed; numbers are left uninitialised.
+    explicit cow_1DArrayBlock(unsigned n) : size(n), data(std::make_unique_for_overwrite<T[]>(n)) {}
+    // The copy starts with a count of 1; its elements are assigned one by one.
+    cow_1DArrayBlock(const cow_1DArrayBlock& other)
+        : size(other.size), data(std::make_unique_for_overwrite<T[]>(other.size)) {
+        std::copy(other.data.get(), other.data.get() + size, data.get());
+    }
+    cow_1DArrayBlock& operator=(const cow_1DArrayBlock&) = delete;
+    ~cow_1DArrayBlock() = default;
+
+    int32_t References() const { return refCount; }
+    unsigned Size() const { return size; }
+    const T* ConstData() const { return data.get(); }
+
+private:
+    friend class cow_1DArray<T>;
+
+    int32_t refCount = 1;
+    uint32_t size;
+    std::unique_ptr<T[]> data;
+};
+
+template <class T>
+class cow_1DArray {
+public:
+    using Block = cow_1DArrayBlock<T>;
+
+    // One table entry and no block size yet.
+    cow_1DArray() : cow_1DArray(1, 0) {}
+    explicit cow_1DArray(unsigned blockSize) : cow_1DArray(1, blockSize) {}
+    cow_1DArray(unsigned blockCount, unsigned blockSize);
+    cow_1DArray(const cow_1DArray& other) noexcept
+        : blockCount(other.blockCount), blockSize(other.blockSize), tableCount(other.tableCount),
+          table(other.table) {
+        ++*tableCount;
+    }
+    cow_1DArray& operator=(const cow_1DArray& other);
+    ~cow_1DArray() { ReleaseTable(); }
+
+    unsigned BlockCount() const { return blockCount; }
+    // 0 until a size is chosen.
+    unsigned BlockSize() const { return blockSize; }
+    // Block size times block count: always whole blocks.
+    uint64_t Length() const { return static_cast<uint64_t>(blockSize) * blockCount; }
+    // The number of arrays sharing this array's block table.
+    int32_t TableReferences() const { return *tableCount; }
+    // The block at a table entry; null when it was never made or the entry is out of range.
+    const Block* ConstBlock(unsigned block) const {
+        return block < blockCount ? table[block] : nullptr;
+    }
+
+    // Writable access: grows the array and un-shares the table and the one block as needed.
+    T& Get(unsigned index) {
+        if (blockSize != 0 && *tableCount == 1) {
+            const unsigned block = vlt::detail::cow_1DArrayBlockOf(index, blockSize);
+            if (block < blockCount) {
+                Block* entry = table[block];
+                if (entry != nullptr && entry->refCount == 1) {
+                    return entry->data[index - block * blockSize];
+                }
+            }
+        }
+        return GetSlow(index);
+    }
+
+    // Read access: never un-shares and reports nothing, but makes a missing block in place.
+    // An index outside the array reads a value-initialised element instead.
+    const T& PartialArrayConstGet(unsigned index) const {
+        if (blockSize != 0) {
+            const unsigned block = vlt::detail::cow_1DArrayBlockOf(index, blockSize);
+            if (block < blockCount) {
+                const Block* entry = table[block];
+                if (entry != nullptr) {
+                    return entry->data[index - block * blockSize];
+                }
+            }
+        }
+        return ReadSlow(index);
+    }
+
+    // Makes the length newLength rounded up to whole blocks; 0 drops the block size. Returns
+    // true: only running out of memory can fail, and that throws.
+    bool Grow(unsigned newLength);
+
+    // Called on the older version with the newer as other: the blocks of other that this
+    // array does not hold as the very same objects, with other's block count and size.
+    cow_1DArray Diff(const cow_1DArray& other) const;
+    // Takes every block that diff holds, at its index, and diff's length.
+    void ApplyDiff(const cow_1DArray& diff);
+
+    // Equal lengths and elements. Arrays that share their first element are equal without
+    // looking further, as published, even where later blocks differ.
+    bool IsEqual(const cow_1DArray& other) const requires std::same_as<T, int>;
+
+private:
+    T& GetSlow(unsigned index);
+    const T& ReadSlow(unsigned index) const;
+    void ChooseBlockSize() {
+        if (blockSize == 0) {
+            blockSize = vlt::detail::cow_1DArrayDefaultBlockSize;
+        }
+    }
+    // Makes the block table private to this array.
+    void CopyArray();
+    // Makes the table private and resizes it, releasing the blocks beyond the new end.
+    void SetBlockCount(unsigned target);
+    void ReleaseTable();
+    static void Release(Block* block) {
+        if (block != nullptr && --block->refCount < 1) {
+            delete block;
+        }
+    }
+
+    uint32_t blockCount;
+    uint32_t blockSize;
+    int32_t* tableCount;
+    // A null entry is a block not made yet.
+    Block** table;
+};
+
+// A list of `length` elements over an array that is at least that long.
+template <class T, class A>
+class cow_1DArrayList {
+public:
+    cow_1DArrayList() = default;
+    // The first `length` elements of C_arr, copied a block at a time into an array of the
+    // given shape. A block size of 0 takes the default size.
+    cow_1DArrayList(const A* C_arr, unsigned length, unsigned blockCount, unsigned blockSize);
+    cow_1DArrayList(const cow_1DArrayList&) = default;
+    cow_1DArrayList& operator=(const cow_1DArrayList&) = default;
+    ~cow_1DArrayList() = default;
+
+    unsigned Length() const { return length; }
+    const cow_1DArray<T>& Storage() const { return storage; }
+
+    // An index past the end is reported and reads a value-initialised element.
+    const T& ConstGet(unsigned index) const {
+        const bool inRange = index < length;
+        CRT_CHECK(inRange, "index < Length()", vlt::detail::cow_1DArrayListPath);
+        return inRange ? storage.PartialArrayConstGet(index) : vlt::detail::cow_OutOfRangeRead<T>();
+    }
+    // Writable access; writing at or past the end extends the list to index + 1.
+    T& Get(unsigned index) {
+        length = std::max(length, index + 1);
+        return storage.Get(index);
+    }
+
+    void Append(const A& value) { Insert(length, value); }
+    void Append(const cow_1DArrayList& other);
+    void AppendUnlessMember(const A& value) {
+        if (!IsMember(value)) {
+            Append(value);
+        }
+    }
+    // False, changing nothing, for an index past the end; the length appends.
+    bool Insert(unsigned index, const A& value);
+    // False for an index not below the length. The slot freed at the end is reset to the
+    // default value.
+    bool Remove(unsigned index);
+    // Removes the first equal element, if any.
+    void RemoveMember(const A& value) {
+        const unsigned index = FindFirst(value);
+        if (index < length) {
+            Remove(index);
+        }
+    }
+    // Removes and returns the last element; an empty list is reported and gives the default.
+    T Pop();
+    // Back to an empty list over a default array.
+    void ClearAll() {
+        storage = cow_1DArray<T>();
+        length = 0;
+    }
+
+    // Elements from `from` up to, not including, the smaller of `to` and the length.
+    cow_1DArrayList Slice(unsigned from, unsigned to) const {
+        cow_1DArrayList out;
+        Slice(from, to, out);
+        return out;
+    }
+    // The same, appended to out (which may be this list).
+    void Slice(unsigned from, unsigned to, cow_1DArrayList& out) const;
+
+    // The index of the first (last) equal element; the length when there is none.
+    unsigned FindFirst(const A& value) const;
+    unsigned FindLast(const A& value) const;
+    bool IsMember(const A& value) const { return FindFirst(value) < length; }
+
+    // A new[]-allocated copy of the elements, which the caller deletes[]; count gets the
+    // length.
+    T* GetCArray(unsigned& count) const;
+
+    // Equal lengths and equal elements in order; slots that are the same storage are equal
+    // without comparing them.
+    bool IsEqual(const cow_1DArrayList& other) const;
+
+private:
+    friend class cow_1DArrayListIter<T, A>;
+
+    // storage[to] = storage[from], taking the value.
+    void MoveElement(unsigned to, unsigned from) {
+        T& source = storage.Get(from);
+        storage.Get(to) = std::move(source);
+    }
+
+    uint32_t length = 0;
+    cow_1DArray<T> storage;
+};
+
+// A read cursor over a snapshot of a list: it shares the list's storage, so the list may
+// change while it runs without affecting it. It moves an element or a block's run at a time.
+template <class T, class A>
+class cow_1DArrayListIter {
+public:
+    explicit cow_1DArrayListIter(const cow_1DArrayList<T, A>& list)
+        : storage(list.storage), length(list.length) {
+        Seek(0);
+    }
+    cow_1DArrayListIter(const cow_1DArrayListIter&) = delete;
+    cow_1DArrayListIter& operator=(const cow_1DArrayListIter&) = delete;
+    // Releases the shared copy of the storage.
+    ~cow_1DArrayListIter() = default;
+
+    bool IsDone() const { return index >= length; }
+    unsigned Index() const { return index; }
+    const T& CurrentItem() const {
+        const bool done = IsDone();
+        CRT_CHECK(!done, "!IsDone()", vlt::detail::cow_1DArrayListPath);
+        return done ? vlt::detail::cow_OutOfRangeRead<T>() : block[inBlock];
+    }
+    void Next() {
+        if (IsDone()) {
+            return;
+        }
+        ++index;
+        if (++inBlock == storage.BlockSize() || IsDone()) {
+            Seek(index);
+        }
+    }
+    // Moves to an element; the length or beyond ends the iteration.
+    void Seek(unsigned to);
+
+    // The elements from the current one to the end of its block or of the list, whichever
+    // comes first; none when the iteration has ended.
+    const T* Run() const { return block + inBlock; }
+    unsigned RunLength() const {
+        return IsDone() ? 0 : std::min(storage.BlockSize() - inBlock, length - index);
+    }
+    void NextRun() { Seek(index + RunLength()); }
+
+private:
+    cow_1DArray<T> storage;
+    uint32_t length;
+    const T* block = nullptr;
+    uint32_t index = 0;
+    uint32_t inBlock = 0;
+};
+
+template <class T>
+cow_1DArray<T>::cow_1DArray(unsigned blockCount_, unsigned blockSize_)
+    : blockCount(blockCount_), blockSize(blockSize_), tableCount(nullptr), table(nullptr) {
+    auto counter = std::make_unique<int32_t>(1);
+    table = vlt::detail::cow_1DArrayResizeTable<Block>(nullptr, 0, blockCount);
+    tableCount = counter.release();
+}
+
+// The other's table is taken before this one's is released, so that nothing this array
+// releases can pull the other's table away.
+template <class T>
+cow_1DArray<T>& cow_1DArray<T>::operator=(const cow_1DArray& other) {
+    if (this == &other) {
+        return *this;
+    }
+    ++*other.tableCount;
+    ReleaseTable();
+    blockCount = other.blockCount;
+    blockSize = other.blockSize;
+    tableCount = other.tableCount;
+    table = other.table;
+    return *this;
+}
+
+template <class T>
+void cow_1DArray<T>::ReleaseTable() {
+    if (--*tableCount > 0) {
+        return;
+    }
+    std::for_each(table, table + blockCount, &Release);
+    std::free(table);
+    delete tableCount;
+}
+
+template <class T>
+void cow_1DArray<T>::CopyArray() {
+    if (*tableCount == 1) {
+        return;
+    }
+    auto counter = std::make_unique<int32_t>(1);
+    Block** copy = vlt::detail::cow_1DArrayResizeTable<Block>(nullptr, 0, blockCount);
+    std::copy(table, table + blockCount, copy);
+    for (Block** entry = copy; entry != copy + blockCount; ++entry) {
+        if (*entry != nullptr) {
+            ++(*entry)->refCount;
+        }
+    }
+    --*tableCount;
+    tableCount = counter.release();
+    table = copy;
+}
+
+template <class T>
+void cow_1DArray<T>::SetBlockCount(unsigned target) {
+    CopyArray();
+    if (target < blockCount) {
+        std::for_each(table + target, table + blockCount, &Release);
+    }
+    table = vlt::detail::cow_1DArrayResizeTable(table, blockCount, target);
+    blockCount = target;
+}
+
+template <class T>
+bool cow_1DArray<T>::Grow(unsigned newLength) {
+    if (Length() == newLength) {
+        return true;
+    }
+    if (newLength == 0) {
+        // The table keeps one entry (deliberate). Its block stays only if it has the size
+        // that the next write will choose: a block of another size would not fit it.
+        blockSize = 0;
+        SetBlockCount(1);
+        if (table[0] != nullptr && table[0]->size != vlt::detail::cow_1DArrayDefaultBlockSize) {
+            Release(table[0]);
+            table[0] = nullptr;
+        }
+        return true;
+    }
+    ChooseBlockSize();
+    const uint64_t blocks = (static_cast<uint64_t>(newLength) + blockSize - 1) / blockSize;
+    SetBlockCount(static_cast<unsigned>(blocks));
+    return true;
+}
+
+// Growing to index + 1 elements is growing to the block that holds index.
+template <class T>
+T& cow_1DArray<T>::GetSlow(unsigned index) {
+    ChooseBlockSize();
+    const unsigned block = vlt::detail::cow_1DArrayBlockOf(index, blockSize);
+    if (block < blockCount) {
+        CopyArray();
+    } else if (block == UINT32_MAX) {
+        throw std::bad_alloc(); // a table of 2^32 entries
+    } else {
+        SetBlockCount(block + 1);
+    }
+    Block*& entry = table[block];
+    if (entry == nullptr) {
+        entry = new Block(blockSize);
+    } else if (entry->refCount >= 2) {
+        Block* copy = new Block(*entry);
+        --entry->refCount;
+        entry = copy;
+    }
+    return entry->data[index - block * blockSize];
+}
+
+template <class T>
+const T& cow_1DArray<T>::ReadSlow(unsigned index) const {
+    if (blockSize == 0) {
+        return vlt::detail::cow_OutOfRangeRead<T>();
+    }
+    const unsigned block = vlt::detail::cow_1DArrayBlockOf(index, blockSize);
+    if (block >= blockCount) {
+        return vlt::detail::cow_OutOfRangeRead<T>();
+    }
+    Block*& entry = table[block];
+    if (entry == nullptr) {
+        entry = new Block(blockSize);
+    }
+    return entry->data[index - block * blockSize];
+}
+
+// Built in one pass rather than as a private copy of other whose shared blocks are then
+// dropped: the same result, without moving the count of every block up and down.
+template <class T>
+cow_1DArray<T> cow_1DArray<T>::Diff(const cow_1DArray& other) const {
+    CRT_CHECK(blockSize == other.blockSize, "blockSize == other.blockSize",
+              vlt::detail::cow_1DArrayPath);
+    cow_1DArray result(other.blockCount, other.blockSize);
+    for (unsigned block = 0; block < other.blockCount; ++block) {
+        Block* entry = other.table[block];
+        const bool shared = block < blockCount && table[block] == entry;
+        if (entry != nullptr && !shared) {
+            ++entry->refCount;
+            result.table[block] = entry;
+        }
+    }
+    return result;
+}
+
+// After a block size mismatch nothing is applied: blocks of another size would not fit.
+template <class T>
+void cow_1DArray<T>::ApplyDiff(const cow_1DArray& diff) {
+    const bool sameBlockSize = blockSize == diff.blockSize;
+    CRT_CHECK(sameBlockSize, "blockSize == diff.blockSize", vlt::detail::cow_1DArrayPath);
+    if (!sameBlockSize) {
+        return;
+    }
+    if (blockSize == 0) {
+        Grow(0);
+    } else {
+        SetBlockCount(diff.blockCount);
+    }
+    CopyArray();
+    const unsigned common = std::min(blockCount, diff.blockCount);
+    for (unsigned block = 0; block < common; ++block) {
+        Block* entry = diff.table[block];
+        if (entry != nullptr) {
+            ++entry->refCount;
+            Release(table[block]);
+            table[block] = entry;
+        }
+    }
+}
+
+template <class T>
+bool cow_1DArray<T>::IsEqual(const cow_1DArray& other) const requires std::same_as<T, int> {
+    const uint64_t length = Length();
+    if (length != other.Length()) {
+        return false;
+    }
+    if (length == 0) {
+        return true;
+    }
+    if (&PartialArrayConstGet(0) == &other.PartialArrayConstGet(0)) {
+        return true;
+    }
+    for (uint64_t index = 0; index < length; ++index) {
+        const unsigned i = static_cast<unsigned>(index);
+        if (PartialArrayConstGet(i) != other.PartialArrayConstGet(i)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+template <class T, class A>
+void cow_1DArrayListIter<T, A>::Seek(unsigned to) {
+    index = to;
+    inBlock = 0;
+    block = nullptr;
+    const unsigned size = storage.BlockSize();
+    if (IsDone() || size == 0 || to >= storage.Length()) {
+        index = std::max(to, length);
+        return;
+    }
+    inBlock = to % size;
+    block = &storage.PartialArrayConstGet(to) - inBlock;
+}
+
+template <class T, class A>
+cow_1DArrayList<T, A>::cow_1DArrayList(const A* C_arr, unsigned length_, unsigned blockCount,
+                                       unsigned blockSize)
+    : storage(blockCount, blockSize) {
+    CRT_CHECK(C_arr != nullptr, "C_arr != 0", vlt::detail::cow_1DArrayListIntPath);
+    if (C_arr == nullptr) {
+        return;
+    }
+    for (uint64_t start = 0; start < length_; start += storage.BlockSize()) {
+        T* run = &storage.Get(static_cast<unsigned>(start));
+        const uint64_t count = std::min<uint64_t>(storage.BlockSize(), length_ - start);
+        std::copy(C_arr + start, C_arr + start + count, run);
+    }
+    length = length_;
+}
+
+// The storage first grows to other's length only, not to the sum (as published); the
+// element writes grow it further.
+template <class T, class A>
+void cow_1DArrayList<T, A>::Append(const cow_1DArrayList& other) {
+    const cow_1DArrayList source(other);
+    if (source.length > length) {
+        storage.Grow(source.length);
+    }
+    for (unsigned index = 0; index < source.length; ++index) {
+        storage.Get(length) = source.storage.PartialArrayConstGet(index);
+        ++length;
+    }
+}
+
+template <class T, class A>
+bool cow_1DArrayList<T, A>::Insert(unsigned index, const A& value) {
+    if (index > length) {
+        return false;
+    }
+    T inserted(value);
+    for (unsigned to = length; to > index; --to) {
+        MoveElement(to, to - 1);
+    }
+    storage.Get(index) = std::move(inserted);
+    ++length;
+    return true;
+}
+
+template <class T, class A>
+bool cow_1DArrayList<T, A>::Remove(unsigned index) {
+    if (index >= length) {
+        return false;
+    }
+    --length;
+    for (unsigned to = index; to < length; ++to) {
+        MoveElement(to, to + 1);
+    }
+    storage.Get(length) = T{};
+    return true;
+}
+
+template <class T, class A>
+T cow_1DArrayList<T, A>::Pop() {
+    CRT_CHECK(length, "length", vlt::detail::cow_1DArrayListPath);
+    if (length == 0) {
+        return T{};
+    }
+    T last(storage.PartialArrayConstGet(length - 1));
+    Remove(length - 1);
+    return last;
+}
+
+// Reads from a shared snapshot, so that out may be this very list.
+template <class T, class A>
+void cow_1DArrayList<T, A>::Slice(unsigned from, unsigned to, cow_1DArrayList& out) const {
+    const cow_1DArrayList source(*this);
+    const unsigned end = std::min(to, source.length);
+    for (unsigned index = from; index < end; ++index) {
+        out.Append(source.storage.PartialArrayConstGet(index));
+    }
+}
+
+template <class T, class A>
+unsigned cow_1DArrayList<T, A>::FindFirst(const A& value) const {
+    const auto equal = [&value](const T& element) {
+        return vlt::detail::cow_1DArrayEqual(element, value);
+    };
+    for (cow_1DArrayListIter<T, A> it(*this); !it.IsDone(); it.NextRun()) {
+        const T* run = it.Run();
+        const T* found = std::find_if(run, run + it.RunLength(), equal);
+        if (found != run + it.RunLength()) {
+            return it.Index() + static_cast<unsigned>(found - run);
+        }
+    }
+    return length;
+}
+
+// Block by block from the end, each block's run scanned backwards.
+template <class T, class A>
+unsigned cow_1DArrayList<T, A>::FindLast(const A& value) const {
+    const unsigned size = storage.BlockSize();
+    if (length == 0 || size == 0) {
+        return length;
+    }
+    cow_1DArrayListIter<T, A> it(*this);
+    for (unsigned start = (length - 1) / size * size;; start -= size) {
+        it.Seek(start);
+        for (unsigned offset = it.RunLength(); offset > 0; --offset) {
+            if (vlt::detail::cow_1DArrayEqual(it.Run()[offset - 1], value)) {
+                return start + offset - 1;
+            }
+        }
+        if (start == 0) {
+            return length;
+        }
+    }
+}
+
+template <class T, class A>
+T* cow_1DArrayList<T, A>::GetCArray(unsigned& count) const {
+    auto copy = std::make_unique<T[]>(length);
+    for (cow_1DArrayListIter<T, A> it(*this); !it.IsDone(); it.NextRun()) {
+        std::copy(it.Run(), it.Run() + it.RunLength(), copy.get() + it.Index());
+    }
+    count = length;
+    return copy.release();
+}
+
+template <class T, class A>
+bool cow_1DArrayList<T, A>::IsEqual(const cow_1DArrayList& other) const {
+    if (length != other.length) {
+        return false;
+    }
+    for (unsigned index = 0; index < length; ++index) {
+        const T& mine = storage.PartialArrayConstGet(index);
+        const T& theirs = other.storage.PartialArrayConstGet(index);
+        if (&mine != &theirs && !vlt::detail::cow_1DArrayEqual(mine, theirs)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// The library's instances: declared here with the library's export attribute so that
+// clients link them; defined in cow/impl/cow_1DArrayList<Type>.cpp with VLT_COW_1DARRAY_DEFINE.
+#define VLT_COW_1DARRAY_DECLARE(T)                                                                 \
+    extern template class VLTUTL_API cow_1DArrayBlock<T>;                                          \
+    extern template class VLTUTL_API cow_1DArray<T>;                                               \
+    extern template class VLTUTL_API cow_1DArrayList<T, T>;                                        \
+    extern template class VLTUTL_API cow_1DArrayListIter<T, T>
+#define VLT_COW_1DARRAY_DEFINE(T)                                                                  \
+    template class cow_1DArrayBlock<T>;                                                            \
+    template class cow_1DArray<T>;                                                                 \
+    template class cow_1DArrayList<T, T>;                                                          \
+    template class cow_1DArrayListIter<T, T>
+
+// Single names for the element types with a comma, for the instantiation macros.
+namespace vlt::detail {
+using cow_IntArrayList = cow_1DArrayList<int, int>;
+using cow_FloatArrayList = cow_1DArrayList<float, float>;
+using cow_StringArrayList = cow_1DArrayList<cow_String, cow_String>;
+} // namespace vlt::detail
+
+VLT_COW_1DARRAY_DECLARE(int);
+VLT_COW_1DARRAY_DECLARE(unsigned int);
+VLT_COW_1DARRAY_DECLARE(float);
+VLT_COW_1DARRAY_DECLARE(double);
+VLT_COW_1DARRAY_DECLARE(cow_String);
+VLT_COW_1DARRAY_DECLARE(vlt::detail::cow_IntArrayList);
+VLT_COW_1DARRAY_DECLARE(vlt::detail::cow_FloatArrayList);
+
+VLT_COW_LIST_DECLARE(vlt::detail::cow_IntArrayList);
+VLT_COW_LIST_DECLARE(vlt::detail::cow_FloatArrayList);
+VLT_COW_LIST_DECLARE(vlt::detail::cow_StringArrayList);
