@@ -1,4 +1,5 @@
 #include "omi_UseCount.h"
+#include "pnt_DebugPrint.h"
 #include "utl_Modules.h"
 
 namespace {
@@ -10,5 +11,7 @@ void pnt_initialize(int& tally) {
 }
 
 void pnt_finalize(int& tally) {
-    useCount.Finalize(tally);
+    if (useCount.Finalize(tally)) {
+        vlt::detail::pnt_releaseDebugPrint();
+    }
 }
