@@ -1,0 +1,594 @@
+#include "AssertRecorder.h"
+#include "cow_Map.h"
+
+#include <gtest/gtest.h>
+
+#include <pthread.h>
+
+#include <algorithm>
+#include <climits>
+#include <initializer_list>
+#include <map>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+// Reaches the tree's shape and the checks that only an inconsistent map can trip.
+template <class K, class V>
+struct vlt::detail::cow_MapInternals {
+    // A node prints as its key, followed by "(zero,one)" when it has children; "-" is no child.
+    static std::string Shape(const cow_Map<K, V>& map) { return ShapeOf(map.root.ConstPtr()); }
+    static void SetSize(cow_Map<K, V>& map, uint32_t size) { map.size = size; }
+
+private:
+    static std::string ShapeOf(const cow_MapNode<K, V>* node) {
+        if (node == nullptr) {
+            return "-";
+        }
+        std::string shape = Text(node->key);
+        const auto* zero = node->child[0].ConstPtr();
+        const auto* one = node->child[1].ConstPtr();
+        if (zero != nullptr || one != nullptr) {
+            shape += "(" + ShapeOf(zero) + "," + ShapeOf(one) + ")";
+        }
+        return shape;
+    }
+    static std::string Text(int key) { return std::to_string(key); }
+    static std::string Text(const cow_String& key) {
+        return key.Length() == 0 ? "''" : key.c_str();
+    }
+};
+
+namespace {
+
+using vlt::test::AssertRecorder;
+using vlt::test::AssertReport;
+using IntMap = cow_Map<int, int>;
+using StringMap = cow_Map<cow_String, int>;
+
+template <class K, class V>
+std::string Shape(const cow_Map<K, V>& map) {
+    return vlt::detail::cow_MapInternals<K, V>::Shape(map);
+}
+
+// Each key maps to ten times itself (wrapping around for the extreme keys).
+IntMap MakeInts(std::initializer_list<int> keys) {
+    IntMap map;
+    for (int key : keys) {
+        map.Insert(key, static_cast<int>(static_cast<unsigned>(key) * 10u));
+    }
+    return map;
+}
+
+StringMap MakeStrings(std::initializer_list<const char*> keys) {
+    StringMap map;
+    int value = 0;
+    for (const char* key : keys) {
+        map.Insert(key, value++);
+    }
+    return map;
+}
+
+template <class Iterator>
+auto Walk(Iterator& it) {
+    std::vector<std::decay_t<decltype(it.CurrentKey())>> keys;
+    for (it.First(); !it.IsDone(); it.Next()) {
+        keys.push_back(it.CurrentKey());
+    }
+    return keys;
+}
+
+template <class K, class V>
+std::vector<K> TreeOrder(const cow_Map<K, V>& map) {
+    cow_ConstMapIterator<K, V> it(map);
+    return Walk(it);
+}
+
+template <class K, class V>
+std::vector<K> SortedOrder(const cow_Map<K, V>& map, cow_MapSortOrder order) {
+    cow_ConstMapSortedIt<K, V> it(map, order);
+    return Walk(it);
+}
+
+template <class T>
+std::vector<T> Items(const cow_List<T>& list) {
+    std::vector<T> items;
+    for (cow_ListIter<T> it(list); !it.IsDone(); it.Next()) {
+        items.push_back(it.CurrentItem());
+    }
+    return items;
+}
+
+// A value's address identifies its node: two maps share a node when they read the same address.
+std::vector<int> SharedKeys(const IntMap& a, const IntMap& b) {
+    std::vector<int> shared;
+    for (int key : TreeOrder(a)) {
+        if (b.IsMember(key) && &a.ConstGet(key) == &b.ConstGet(key)) {
+            shared.push_back(key);
+        }
+    }
+    std::sort(shared.begin(), shared.end());
+    return shared;
+}
+
+using Ints = std::vector<int>;
+using Strings = std::vector<cow_String>;
+
+// Correct use must never report.
+class MapTest : public testing::Test {
+protected:
+    void TearDown() override { EXPECT_TRUE(recorder.Reports().empty()); }
+
+    AssertRecorder recorder;
+};
+
+using MapShape = MapTest;
+
+TEST_F(MapShape, IntegerKeysBranchOnTheirBitsFromTheLowestUp) {
+    EXPECT_EQ(Shape(MakeInts({0, 1, 2, 3, 4, 5, 6, 7})), "0(2(4,6),1(5,3(-,7)))");
+}
+
+TEST_F(MapShape, IntegerKeysDifferingOnlyInTheHighestBitAreBothFound) {
+    IntMap map = MakeInts({0, 1});
+    for (int shift = 1; shift < 32; ++shift) {
+        map.Insert(static_cast<int>(1u << shift), shift);
+    }
+    map.Insert(-2147483647, -1);
+    EXPECT_EQ(map.Size(), 34u);
+    EXPECT_EQ(map.ConstGet(1), 10);
+    EXPECT_EQ(map.ConstGet(-2147483647), -1);
+    EXPECT_EQ(map.ConstGet(INT_MIN), 31);
+}
+
+TEST_F(MapShape, StringKeysTakeTheirBitsAlternatelyFromFrontAndBack) {
+    // Even bytes only: the fillers form a 0-branch chain, and each probe leaves it at the depth
+    // of its first odd byte ('c') in the order first, last, second, second-to-last.
+    const StringMap map = MakeStrings({"b", "d", "f", "h", "j", "cbbb", "bbbc", "bcbb", "bbcb"});
+    EXPECT_EQ(Shape(map), "b(d(f(h(j,bbcb),bcbb),bbbc),cbbb)");
+}
+
+TEST_F(MapShape, StringBitsPastTheLengthAreZero) {
+    // "e" reads its only byte at depths 0 and 1; "g" reads 0 at depth 2.
+    EXPECT_EQ(Shape(MakeStrings({"z", "c", "e", "g"})), "z(-,c(-,e(g,-)))");
+}
+
+TEST_F(MapShape, EmptyStringKeyDescendsAlongZeroBranches) {
+    StringMap map = MakeStrings({"a", "b", ""});
+    EXPECT_EQ(Shape(map), "a(b('',-),-)");
+    EXPECT_EQ(map.ConstGet(""), 2);
+    EXPECT_TRUE(map.Remove(""));
+    EXPECT_FALSE(map.IsMember(""));
+}
+
+TEST_F(MapShape, RemoveMovesTheOneBranchDescendantUp) {
+    IntMap map = MakeInts({1, 2, 3, 5, 7});
+    EXPECT_TRUE(map.Remove(1));
+    EXPECT_EQ(Shape(map), "3(2,7(5,-))");
+    for (int key : {2, 3, 5, 7}) {
+        EXPECT_EQ(map.ConstGet(key), key * 10) << key;
+    }
+    EXPECT_FALSE(map.IsMember(1));
+    EXPECT_EQ(map.Size(), 4u);
+}
+
+TEST_F(MapShape, RemoveMovesTheZeroBranchChildUpWhenItIsTheOnlyOne) {
+    IntMap map = MakeInts({1, 2, 3, 5, 7});
+    map.Remove(1);
+    map.Remove(7);
+    EXPECT_EQ(Shape(map), "3(2,5)");
+    EXPECT_EQ(map.ConstGet(5), 50);
+}
+
+using MapEntries = MapTest;
+
+TEST_F(MapEntries, InsertOfAnExistingKeyReplacesTheValueAndKeepsTheStoredKey) {
+    const cow_String first("name");
+    StringMap map;
+    EXPECT_TRUE(map.Insert(first, 1));
+    EXPECT_TRUE(map.Insert(cow_String("name"), 2));
+    EXPECT_EQ(map.Size(), 1u);
+    EXPECT_EQ(map.ConstGet("name"), 2);
+    cow_ConstMapIterator<cow_String, int> it(map);
+    it.First();
+    EXPECT_EQ(it.CurrentKey().c_str(), first.c_str());
+}
+
+TEST_F(MapEntries, RemoveAnswersWhetherTheKeyWasThere) {
+    IntMap map = MakeInts({4, 8});
+    EXPECT_FALSE(map.Remove(5));
+    EXPECT_EQ(map.Size(), 2u);
+    EXPECT_TRUE(map.Remove(8));
+    EXPECT_FALSE(map.Remove(8));
+    EXPECT_EQ(TreeOrder(map), Ints{4});
+}
+
+TEST_F(MapEntries, GetGivesWritableAccessToContainerValues) {
+    cow_Map<cow_String, cow_List<int>> map;
+    map.Insert("odd", cow_List<int>().Append(1));
+    const auto before = map;
+    map.Get("odd").Append(3);
+    EXPECT_EQ(Items(map.ConstGet("odd")), (Ints{1, 3}));
+    EXPECT_EQ(Items(before.ConstGet("odd")), Ints{1});
+}
+
+TEST_F(MapEntries, ArrayValuesAreWrittenThroughGetOnAPrivatePath) {
+    cow_Map<int, cow_1DArrayList<int, int>> lists;
+    lists.Insert(3, cow_1DArrayList<int, int>());
+    const auto listsBefore = lists;
+    lists.Get(3).Append(7);
+    EXPECT_EQ(lists.ConstGet(3).Length(), 1u);
+    EXPECT_EQ(listsBefore.ConstGet(3).Length(), 0u);
+
+    cow_Map<cow_String, cow_FixedArray<double>> arrays;
+    arrays.Insert("xyz", cow_FixedArray<double>(3, 0.5));
+    const auto arraysBefore = arrays;
+    arrays.Get("xyz").Get(1) = 2.0;
+    EXPECT_EQ(arraysBefore.ConstGet("xyz").ConstGet(1), 0.5);
+    const auto values = cow_MapUtils<cow_String, cow_FixedArray<double>>::cow_Values(arrays);
+    ASSERT_EQ(values.Size(), 1u);
+    EXPECT_EQ(values.ConstGet(0).ConstGet(1), 2.0);
+}
+
+using MapSharing = MapTest;
+
+TEST_F(MapSharing, WriteToACopyCopiesOnlyThePathToTheEntry) {
+    const IntMap source = MakeInts({0, 1, 2, 3, 4, 5, 6, 7});
+    IntMap copy = source;
+    EXPECT_EQ(SharedKeys(source, copy), (Ints{0, 1, 2, 3, 4, 5, 6, 7}));
+    copy.Insert(7, 70);
+    EXPECT_EQ(source.ConstGet(7), 70);
+    copy.Insert(7, 71);
+    EXPECT_EQ(source.ConstGet(7), 70);
+    EXPECT_EQ(copy.ConstGet(7), 71);
+    EXPECT_EQ(SharedKeys(source, copy), (Ints{2, 4, 5, 6}));
+}
+
+TEST_F(MapSharing, LaterWritesToTheSameEntryCopyNothingMore) {
+    const IntMap source = MakeInts({0, 1, 2, 3});
+    IntMap copy = source;
+    copy.Get(3) = 1;
+    const int* written = &copy.ConstGet(3);
+    copy.Get(3) = 2;
+    copy.Insert(3, 3);
+    EXPECT_EQ(&copy.ConstGet(3), written);
+    EXPECT_EQ(source.ConstGet(3), 30);
+}
+
+TEST_F(MapSharing, InsertingANewKeyCopiesTheAncestorsOnly) {
+    const IntMap source = MakeInts({0, 1, 2, 3, 4, 5, 6});
+    IntMap copy = source;
+    copy.Insert(7, 70);
+    EXPECT_FALSE(source.IsMember(7));
+    EXPECT_EQ(SharedKeys(source, copy), (Ints{2, 4, 5, 6}));
+}
+
+TEST_F(MapSharing, GetCopiesThePathAndLeavesTheSourceAlone) {
+    const IntMap source = MakeInts({0, 1, 2, 3, 4, 5, 6, 7});
+    IntMap copy = source;
+    copy.Get(5) = -5;
+    EXPECT_EQ(source.ConstGet(5), 50);
+    EXPECT_EQ(copy.ConstGet(5), -5);
+    EXPECT_EQ(SharedKeys(source, copy), (Ints{2, 3, 4, 6, 7}));
+}
+
+TEST_F(MapSharing, ReadsAndAbsentRemovalsCopyNothing) {
+    const IntMap source = MakeInts({0, 1, 2, 3, 4, 5, 6, 7});
+    IntMap copy = source;
+    EXPECT_TRUE(copy.IsMember(7));
+    EXPECT_EQ(copy.ConstGet(6), 60);
+    EXPECT_EQ(TreeOrder(copy).size(), 8u);
+    EXPECT_FALSE(copy.Remove(9));
+    EXPECT_EQ(SharedKeys(source, copy), (Ints{0, 1, 2, 3, 4, 5, 6, 7}));
+}
+
+TEST_F(MapSharing, RemoveFromACopyLeavesTheSourceIntact) {
+    const IntMap source = MakeInts({0, 1, 2, 3, 4, 5, 6, 7});
+    IntMap copy = source;
+    EXPECT_TRUE(copy.Remove(1));
+    EXPECT_EQ(TreeOrder(source), (Ints{0, 2, 4, 6, 1, 5, 3, 7}));
+    for (int key = 0; key < 8; ++key) {
+        EXPECT_EQ(source.ConstGet(key), key * 10);
+    }
+    EXPECT_EQ(Shape(copy), "0(2(4,6),3(5,7))");
+    EXPECT_EQ(SharedKeys(source, copy), (Ints{2, 4, 5, 6}));
+}
+
+TEST_F(MapSharing, AWriteInALargeMapLeavesAllButOnePathShared) {
+    std::mt19937 generator(7);
+    IntMap source;
+    for (int i = 0; i < 5000; ++i) {
+        source.Insert(static_cast<int>(generator()), i);
+    }
+    IntMap copy = source;
+    const int written = TreeOrder(source)[2500];
+    copy.Get(written) = -1;
+    const size_t shared = SharedKeys(source, copy).size();
+    EXPECT_LT(shared, source.Size());
+    EXPECT_GE(shared, source.Size() - 33);
+    EXPECT_NE(&copy.ConstGet(written), &source.ConstGet(written));
+}
+
+using MapIteration = MapTest;
+
+TEST_F(MapIteration, TreeOrderVisitsEachNodeBeforeItsZeroThenItsOneSubtree) {
+    EXPECT_EQ(TreeOrder(MakeInts({0, 1, 2, 3, 4, 5, 6, 7})), (Ints{0, 2, 4, 6, 1, 5, 3, 7}));
+    EXPECT_EQ(TreeOrder(IntMap()), Ints{});
+}
+
+TEST_F(MapIteration, OnlySortedOrderIsIndependentOfInsertionOrder) {
+    const IntMap forward = MakeInts({0, 1, 2, 3, 4, 5, 6, 7});
+    const IntMap backward = MakeInts({7, 6, 5, 4, 3, 2, 1, 0});
+    EXPECT_NE(TreeOrder(forward), TreeOrder(backward));
+    for (auto order : {cow_MapSortOrder::Ascending, cow_MapSortOrder::Descending}) {
+        EXPECT_EQ(SortedOrder(forward, order), SortedOrder(backward, order));
+    }
+}
+
+TEST_F(MapIteration, SortedIntegersAscendAndDescendThroughNegatives) {
+    const IntMap map = MakeInts({5, -3, INT_MIN, 0, INT_MAX, -1});
+    const Ints ascending{INT_MIN, -3, -1, 0, 5, INT_MAX};
+    EXPECT_EQ(SortedOrder(map, cow_MapSortOrder::Ascending), ascending);
+    EXPECT_EQ(SortedOrder(map, cow_MapSortOrder::Descending),
+              Ints(ascending.rbegin(), ascending.rend()));
+}
+
+TEST_F(MapIteration, SortedStringsFollowUnsignedByteOrder) {
+    cow_Map<cow_String, cow_String> map;
+    for (const char* key : {"b", "\xE9t\xE9", "B", "", "a", "ab"}) {
+        map.Insert(key, key);
+    }
+    cow_ConstMapSortedIt<cow_String, cow_String> it(map);
+    EXPECT_EQ(Walk(it), (Strings{"", "B", "a", "ab", "b", "\xE9t\xE9"}));
+    for (it.First(); !it.IsDone(); it.Next()) {
+        EXPECT_EQ(it.CurrentValue(), it.CurrentKey());
+    }
+}
+
+TEST_F(MapIteration, IteratorKeepsTheSnapshotItWasMadeFrom) {
+    IntMap map = MakeInts({0, 1, 2, 3});
+    cow_ConstMapIterator<int, int> it(map);
+    map.Remove(0);
+    map.Insert(9, 90);
+    map.Get(2) = -2;
+    it.First();
+    it.Next();
+    EXPECT_EQ(it.CurrentKey(), 2);
+    EXPECT_EQ(it.CurrentValue(), 20);
+    EXPECT_EQ(Walk(it), (Ints{0, 2, 1, 3}));
+}
+
+TEST_F(MapIteration, KeysAndValuesCorrespondInTreeOrder) {
+    const StringMap map = MakeStrings({"one", "two", "three", "four", "five"});
+    const Strings keys = Items(cow_MapUtils<cow_String, int>::cow_Keys(map));
+    const Ints values = Items(cow_MapUtils<cow_String, int>::cow_Values(map));
+    EXPECT_EQ(keys, TreeOrder(map));
+    ASSERT_EQ(values.size(), keys.size());
+    for (size_t i = 0; i < keys.size(); ++i) {
+        EXPECT_EQ(values[i], map.ConstGet(keys[i])) << keys[i];
+    }
+}
+
+using MapAssertions = testing::Test;
+
+AssertReport MapReport(const char* expression) {
+    return {expression, "include/cow_Map", 0};
+}
+
+// Lines are the checks' real lines: compared as "any line" by zeroing them.
+std::vector<AssertReport> WithoutLines(std::vector<AssertReport> reports) {
+    for (AssertReport& report : reports) {
+        EXPECT_GT(report.line, 0);
+        report.line = 0;
+    }
+    return reports;
+}
+
+TEST_F(MapAssertions, ConstGetOfAnAbsentKeyReportsAndReadsADefaultValue) {
+    AssertRecorder recorder;
+    const StringMap map = MakeStrings({"here"});
+    EXPECT_EQ(map.ConstGet("absent"), 0);
+    EXPECT_FALSE(map.IsMember("absent"));
+    EXPECT_EQ(WithoutLines(recorder.Reports()), std::vector{MapReport("x.HasValue()")});
+}
+
+TEST_F(MapAssertions, GetOfAnAbsentKeyReportsAndNeverInserts) {
+    AssertRecorder recorder;
+    IntMap map = MakeInts({1});
+    map.Get(2) = 99;
+    EXPECT_EQ(map.Get(3), 0);
+    EXPECT_EQ(map.Size(), 1u);
+    EXPECT_FALSE(map.IsMember(2));
+    EXPECT_EQ(WithoutLines(recorder.Reports()),
+              (std::vector{MapReport("x->HasValue()"), MapReport("x->HasValue()")}));
+}
+
+template <class Iterator>
+void ExpectEveryAccessBeforeFirstReports(Iterator& it) {
+    AssertRecorder recorder;
+    EXPECT_TRUE(it.IsDone());
+    it.Next();
+    EXPECT_EQ(it.CurrentKey(), 0);
+    EXPECT_EQ(it.CurrentValue(), 0);
+    const AssertReport report = MapReport("nodes && \"Need to call First() on iterator.\"");
+    EXPECT_EQ(WithoutLines(recorder.Reports()), std::vector(4, report));
+}
+
+TEST_F(MapAssertions, IteratorAccessBeforeFirstReportsAndIsAtItsEnd) {
+    const IntMap map = MakeInts({1, 2});
+    cow_ConstMapIterator<int, int> plain(map);
+    ExpectEveryAccessBeforeFirstReports(plain);
+    cow_ConstMapSortedIt<int, int> sorted(map);
+    ExpectEveryAccessBeforeFirstReports(sorted);
+}
+
+TEST_F(MapAssertions, ReadingPastTheEndReportsAndReadsDefaults) {
+    AssertRecorder recorder;
+    const IntMap map = MakeInts({1});
+    cow_ConstMapIterator<int, int> it(map);
+    it.First();
+    it.Next();
+    it.Next();
+    EXPECT_EQ(it.CurrentKey(), 0);
+    EXPECT_EQ(recorder.Expressions(), std::vector<std::string>{"!IsDone()"});
+}
+
+TEST_F(MapAssertions, FirstReportsATreeThatDisagreesWithTheSizeAndClipsToIt) {
+    using Internals = vlt::detail::cow_MapInternals<int, int>;
+    AssertRecorder recorder;
+    IntMap map = MakeInts({0, 1, 2, 3});
+    Internals::SetSize(map, 6);
+    EXPECT_EQ(TreeOrder(map), (Ints{0, 2, 1, 3}));
+    Internals::SetSize(map, 2);
+    EXPECT_EQ(TreeOrder(map), (Ints{0, 2}));
+    EXPECT_EQ(SortedOrder(map, cow_MapSortOrder::Descending).size(), 2u);
+    EXPECT_EQ(WithoutLines(recorder.Reports()), std::vector(3, MapReport("count == map.Size()")));
+    Internals::SetSize(map, 4);
+}
+
+// Keys for the randomised comparison with std::map: mostly from a small range, so that inserts
+// replace and removals hit, with some from the whole range.
+template <class K>
+struct RandomKeys;
+
+template <>
+struct RandomKeys<int> {
+    static constexpr int operations = 100000;
+    static int Make(std::mt19937& generator) {
+        return generator() % 4 == 0 ? static_cast<int>(generator())
+                                    : static_cast<int>(generator() % 4096) - 2048;
+    }
+};
+
+template <>
+struct RandomKeys<unsigned int> {
+    static constexpr int operations = 30000;
+    static unsigned Make(std::mt19937& generator) {
+        return generator() % 4 == 0 ? generator() : generator() % 2048;
+    }
+};
+
+template <>
+struct RandomKeys<cow_String> {
+    static constexpr int operations = 30000;
+    static cow_String Make(std::mt19937& generator) {
+        static const char alphabet[] = "abAB01\xF0";
+        cow_String key;
+        for (unsigned length = generator() % 5; length > 0; --length) {
+            key.Append(alphabet[generator() % (sizeof alphabet - 1)]);
+        }
+        return key;
+    }
+};
+
+template <class K>
+class MapRandomised : public MapTest {
+protected:
+    using Map = cow_Map<K, int>;
+    using Oracle = std::map<K, int>;
+
+    static Oracle Contents(const Map& map) {
+        Oracle contents;
+        cow_ConstMapIterator<K, int> it(map);
+        for (it.First(); !it.IsDone(); it.Next()) {
+            EXPECT_TRUE(contents.emplace(it.CurrentKey(), it.CurrentValue()).second);
+        }
+        EXPECT_EQ(contents.size(), map.Size());
+        return contents;
+    }
+};
+
+using KeyTypes = testing::Types<int, unsigned int, cow_String>;
+TYPED_TEST_SUITE(MapRandomised, KeyTypes);
+
+// Mixed writes and reads against std::map, with snapshots taken along the way that must keep
+// their contents while the map they were copied from goes on changing.
+TYPED_TEST(MapRandomised, AgreesWithStdMapAndSnapshotsKeepTheirContents) {
+    using Keys = RandomKeys<TypeParam>;
+    std::mt19937 generator(20240611);
+    typename TestFixture::Map map;
+    typename TestFixture::Oracle oracle;
+    std::vector<std::pair<typename TestFixture::Map, typename TestFixture::Oracle>> snapshots;
+    for (int step = 1; step <= Keys::operations; ++step) {
+        const TypeParam key = Keys::Make(generator);
+        const bool present = oracle.count(key) != 0;
+        const unsigned choice = generator() % 10;
+        if (choice < 4) {
+            ASSERT_TRUE(map.Insert(key, step));
+            oracle[key] = step;
+        } else if (choice < 6) {
+            ASSERT_EQ(map.Remove(key), present);
+            oracle.erase(key);
+        } else if (choice < 7 && present) {
+            map.Get(key) = -step;
+            oracle[key] = -step;
+        } else {
+            ASSERT_EQ(map.IsMember(key), present);
+            ASSERT_TRUE(!present || map.ConstGet(key) == oracle[key]);
+        }
+        ASSERT_EQ(map.Size(), oracle.size());
+        if (step % (Keys::operations / 10) == 0) {
+            ASSERT_EQ(this->Contents(map), oracle);
+            snapshots.emplace_back(map, oracle);
+            // Go back to an older state now and then: its nodes are shared by several maps.
+            if (snapshots.size() == 5) {
+                map = snapshots[2].first;
+                oracle = snapshots[2].second;
+            }
+        }
+    }
+    for (const auto& [snapshot, contents] : snapshots) {
+        EXPECT_EQ(this->Contents(snapshot), contents);
+    }
+}
+
+// Keys of even bytes only have every branch bit 0, so they form one 0-branch chain.
+cow_String EvenBytesKey(unsigned number) {
+    cow_String key;
+    do {
+        key.Append("bdfh"[number % 4]);
+        number /= 4;
+    } while (number != 0);
+    return key;
+}
+
+struct DeepChain {
+    unsigned keys = 0;
+    unsigned iterated = 0;
+    unsigned sorted = 0;
+    bool removed = false;
+};
+
+void* BuildWalkAndReleaseDeepChain(void* argument) {
+    DeepChain& chain = *static_cast<DeepChain*>(argument);
+    cow_Map<cow_String, float> map;
+    for (unsigned i = 0; i < chain.keys; ++i) {
+        map.Insert(EvenBytesKey(i), static_cast<float>(i));
+    }
+    const cow_Map<cow_String, float> copy = map;
+    map.Remove(EvenBytesKey(0));
+    chain.removed = !map.IsMember(EvenBytesKey(0)) && copy.IsMember(EvenBytesKey(0));
+    cow_ConstMapIterator<cow_String, float> it(copy);
+    chain.iterated = static_cast<unsigned>(Walk(it).size());
+    cow_ConstMapSortedIt<cow_String, float> sorted(copy);
+    chain.sorted = static_cast<unsigned>(Walk(sorted).size());
+    return nullptr;
+}
+
+// On a thread with a small stack: walking and releasing must not recurse once per level.
+TEST_F(MapTest, DeepChainsAreWalkedAndReleasedWithBoundedStack) {
+    DeepChain chain;
+    chain.keys = 4000;
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, 256 * 1024);
+    pthread_t thread;
+    ASSERT_EQ(pthread_create(&thread, &attributes, &BuildWalkAndReleaseDeepChain, &chain), 0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attributes);
+    EXPECT_EQ(chain.iterated, chain.keys);
+    EXPECT_EQ(chain.sorted, chain.keys);
+    EXPECT_TRUE(chain.removed);
+}
+
+} // namespace
