@@ -1,0 +1,501 @@
+#include "AssertRecorder.h"
+#include "cow_1DArray.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <initializer_list>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+using vlt::test::AssertRecorder;
+using vlt::test::AssertReport;
+using IntList = cow_1DArrayList<int, int>;
+using Ints = std::vector<int>;
+
+// Counts live elements, so that a test can see every block freed exactly once.
+struct Counted {
+    static inline int live = 0;
+    Counted() { ++live; }
+    Counted(const Counted&) { ++live; }
+    Counted& operator=(const Counted&) = default;
+    ~Counted() { --live; }
+    int value = 0;
+};
+
+template <class T>
+concept HasArrayEquality = requires(const cow_1DArray<T>& a) {
+    a.IsEqual(a);
+};
+static_assert(HasArrayEquality<int> && !HasArrayEquality<float> && !HasArrayEquality<double>);
+
+// An array of `length` ints, element i holding i.
+cow_1DArray<int> Filled(unsigned length, unsigned blockSize) {
+    cow_1DArray<int> array(blockSize);
+    for (unsigned i = 0; i < length; ++i) {
+        array.Get(i) = static_cast<int>(i);
+    }
+    return array;
+}
+
+template <class T>
+int MadeBlocks(const cow_1DArray<T>& array) {
+    int made = 0;
+    for (unsigned b = 0; b < array.BlockCount(); ++b) {
+        made += array.ConstBlock(b) != nullptr;
+    }
+    return made;
+}
+
+template <class T>
+cow_1DArrayList<T, T> MakeList(std::initializer_list<T> items, unsigned blockSize = 4) {
+    cow_1DArrayList<T, T> list(items.begin(), static_cast<unsigned>(items.size()), 1, blockSize);
+    return list;
+}
+
+template <class T>
+std::vector<T> Items(const cow_1DArrayList<T, T>& list) {
+    std::vector<T> items;
+    for (cow_1DArrayListIter<T, T> it(list); !it.IsDone(); it.Next()) {
+        items.push_back(it.CurrentItem());
+    }
+    return items;
+}
+
+// Correct use must never report.
+class ArrayTest : public testing::Test {
+protected:
+    void TearDown() override { EXPECT_EQ(recorder.Reports(), expectedReports); }
+
+    AssertRecorder recorder;
+    std::vector<AssertReport> expectedReports;
+};
+
+using ArrayShape = ArrayTest;
+
+TEST_F(ArrayShape, DefaultArrayIsEmptyUntilTheFirstWriteChoosesSixteen) {
+    cow_1DArray<int> array;
+    EXPECT_EQ(array.Length(), 0u);
+    EXPECT_EQ(array.BlockCount(), 1u);
+    EXPECT_EQ(array.BlockSize(), 0u);
+    array.Get(0) = 7;
+    EXPECT_EQ(array.BlockSize(), 16u);
+    EXPECT_EQ(array.Length(), 16u);
+    EXPECT_EQ(array.PartialArrayConstGet(0), 7);
+}
+
+TEST_F(ArrayShape, GrowRoundsUpToWholeBlocks) {
+    cow_1DArray<int> array(16);
+    EXPECT_TRUE(array.Grow(17));
+    EXPECT_EQ(array.BlockCount(), 2u);
+    EXPECT_EQ(array.Length(), 32u);
+    EXPECT_EQ(MadeBlocks(array), 0);
+}
+
+TEST_F(ArrayShape, GrowToZeroDropsTheBlockSizeAndKeepsOneEntry) {
+    cow_1DArray<int> array = Filled(40, 16);
+    EXPECT_TRUE(array.Grow(0));
+    EXPECT_EQ(array.BlockSize(), 0u);
+    EXPECT_EQ(array.BlockCount(), 1u);
+    EXPECT_EQ(array.Length(), 0u);
+    // The first block has the size the next write chooses, so it is kept.
+    EXPECT_EQ(array.Get(1), 1);
+}
+
+TEST_F(ArrayShape, GrowToZeroForgetsAFirstBlockOfAnotherSize) {
+    cow_1DArray<int> array = Filled(10, 5);
+    array.Grow(0);
+    EXPECT_EQ(array.ConstBlock(0), nullptr);
+    array.Get(15) = 3; // must land in a block of the new size 16
+    EXPECT_EQ(array.ConstBlock(0)->Size(), 16u);
+    EXPECT_EQ(array.PartialArrayConstGet(15), 3);
+}
+
+TEST_F(ArrayShape, WritePastTheEndGrowsToTheBlockOfTheIndex) {
+    cow_1DArray<int> array(2, 4);
+    array.Get(9) = 1;
+    EXPECT_EQ(array.BlockCount(), 3u);
+    EXPECT_EQ(MadeBlocks(array), 1);
+    EXPECT_NE(array.ConstBlock(2), nullptr);
+}
+
+TEST_F(ArrayShape, ShrinkingReleasesTheBlocksBeyondTheEnd) {
+    cow_1DArray<int> array = Filled(64, 16);
+    const cow_1DArray<int> copy = array;
+    array.Grow(20);
+    EXPECT_EQ(array.BlockCount(), 2u);
+    EXPECT_EQ(copy.BlockCount(), 4u);
+    for (unsigned b = 0; b < 4; ++b) {
+        EXPECT_EQ(copy.ConstBlock(b)->References(), b < 2 ? 2 : 1) << b;
+    }
+}
+
+TEST_F(ArrayShape, ReadsOutsideTheArrayGiveZeroAndMakeNothing) {
+    const cow_1DArray<double> empty;
+    EXPECT_EQ(empty.PartialArrayConstGet(3), 0.0);
+    const cow_1DArray<double> array(2, 8);
+    EXPECT_EQ(array.PartialArrayConstGet(16), 0.0);
+    EXPECT_EQ(MadeBlocks(array), 0);
+}
+
+TEST_F(ArrayShape, ElementsOfClassTypeStartDefaultAndAreFreedOnce) {
+    {
+        cow_1DArray<Counted> array(3, 4);
+        array.Get(5).value = 1;
+        EXPECT_EQ(Counted::live, 4);
+        cow_1DArray<Counted> copy = array;
+        copy.Get(0).value = 2;
+        copy.Grow(40);
+        EXPECT_EQ(Counted::live, 8);
+        EXPECT_EQ(array.PartialArrayConstGet(0).value, 0);
+    }
+    EXPECT_EQ(Counted::live, 0);
+}
+
+using ArraySharing = ArrayTest;
+
+TEST_F(ArraySharing, CopySharesTheTable) {
+    const cow_1DArray<int> array = Filled(64, 16);
+    const cow_1DArray<int> copy = array;
+    EXPECT_EQ(array.TableReferences(), 2);
+    for (unsigned b = 0; b < 4; ++b) {
+        EXPECT_EQ(copy.ConstBlock(b), array.ConstBlock(b));
+        EXPECT_EQ(copy.ConstBlock(b)->References(), 1) << "one table holds the block";
+    }
+}
+
+TEST_F(ArraySharing, WriteAfterCopyCopiesTheTableAndOneBlockOnly) {
+    const cow_1DArray<int> array = Filled(64, 16);
+    cow_1DArray<int> copy = array;
+    copy.Get(5) = -5;
+    EXPECT_EQ(array.PartialArrayConstGet(5), 5);
+    EXPECT_EQ(copy.PartialArrayConstGet(5), -5);
+    EXPECT_EQ(array.TableReferences(), 1);
+    EXPECT_EQ(copy.TableReferences(), 1);
+    EXPECT_NE(copy.ConstBlock(0), array.ConstBlock(0));
+    EXPECT_EQ(array.ConstBlock(0)->References(), 1);
+    EXPECT_EQ(copy.ConstBlock(0)->References(), 1);
+    for (unsigned b = 1; b < 4; ++b) {
+        EXPECT_EQ(copy.ConstBlock(b), array.ConstBlock(b)) << b;
+        EXPECT_EQ(copy.ConstBlock(b)->References(), 2) << b;
+    }
+    const cow_1DArrayBlock<int>* written = copy.ConstBlock(0);
+    copy.Get(6) = -6;
+    EXPECT_EQ(copy.ConstBlock(0), written) << "a private block is written in place";
+}
+
+TEST_F(ArraySharing, WritingTheSourceAfterACopyLeavesTheCopyIntact) {
+    cow_1DArray<int> array = Filled(32, 16);
+    const cow_1DArray<int> copy = array;
+    array.Get(20) = 0;
+    EXPECT_EQ(copy.PartialArrayConstGet(20), 20);
+    EXPECT_EQ(copy.ConstBlock(0), array.ConstBlock(0));
+}
+
+TEST_F(ArraySharing, ReadsNeverUnshare) {
+    const cow_1DArray<int> array = Filled(32, 16);
+    const cow_1DArray<int> copy = array;
+    EXPECT_EQ(copy.PartialArrayConstGet(17), 17);
+    EXPECT_EQ(array.TableReferences(), 2);
+    EXPECT_EQ(copy.ConstBlock(1), array.ConstBlock(1));
+}
+
+TEST_F(ArraySharing, ReadMakesAMissingBlockInTheSharedTable) {
+    const cow_1DArray<std::string> array(3, 4);
+    const cow_1DArray<std::string> copy = array;
+    EXPECT_EQ(copy.PartialArrayConstGet(9), "");
+    ASSERT_NE(array.ConstBlock(2), nullptr);
+    EXPECT_EQ(array.ConstBlock(2), copy.ConstBlock(2));
+    EXPECT_EQ(array.TableReferences(), 2);
+}
+
+TEST_F(ArraySharing, AssignmentSharesAndReleases) {
+    cow_1DArray<Counted> target(2, 4);
+    target.Get(0);
+    {
+        cow_1DArray<Counted> source(1, 8);
+        source.Get(0);
+        target = source;
+        EXPECT_EQ(Counted::live, 8) << "the target's old block is gone";
+        EXPECT_EQ(source.TableReferences(), 2);
+        target = target;
+        EXPECT_EQ(target.TableReferences(), 2);
+    }
+    EXPECT_EQ(target.TableReferences(), 1);
+    EXPECT_EQ(target.BlockSize(), 8u);
+}
+
+// b was copied from a and one element written, as a snapshot and its successor.
+class ArrayDiff : public ArrayTest {
+protected:
+    const cow_1DArray<int> older = Filled(1000, 16);
+    cow_1DArray<int> newer = Changed(older);
+
+    static cow_1DArray<int> Changed(const cow_1DArray<int>& from) {
+        cow_1DArray<int> changed = from;
+        changed.Get(100) = -1;
+        return changed;
+    }
+};
+
+TEST_F(ArrayDiff, HoldsExactlyTheBlockThatDiffers) {
+    const cow_1DArray<int> diff = older.Diff(newer);
+    EXPECT_EQ(diff.BlockCount(), newer.BlockCount());
+    EXPECT_EQ(diff.BlockSize(), 16u);
+    EXPECT_EQ(MadeBlocks(diff), 1);
+    EXPECT_EQ(diff.ConstBlock(6), newer.ConstBlock(6));
+    EXPECT_EQ(newer.ConstBlock(6)->References(), 2);
+}
+
+TEST_F(ArrayDiff, ApplyingItToACopyOfTheOlderReproducesTheNewer) {
+    const cow_1DArray<int> diff = older.Diff(newer);
+    cow_1DArray<int> replay = older;
+    replay.ApplyDiff(diff);
+    EXPECT_TRUE(replay.IsEqual(newer));
+    EXPECT_EQ(replay.PartialArrayConstGet(100), -1);
+    EXPECT_EQ(older.PartialArrayConstGet(100), 100);
+    EXPECT_EQ(replay.ConstBlock(6), newer.ConstBlock(6));
+    EXPECT_EQ(replay.ConstBlock(7), older.ConstBlock(7));
+}
+
+TEST_F(ArrayDiff, CarriesGrowthAndShrinkage) {
+    newer.Get(2000) = 2;
+    cow_1DArray<int> replay = older;
+    replay.ApplyDiff(older.Diff(newer));
+    EXPECT_EQ(replay.Length(), newer.Length());
+    EXPECT_EQ(replay.PartialArrayConstGet(2000), 2);
+
+    cow_1DArray<int> shorter = older;
+    shorter.Grow(100);
+    replay.ApplyDiff(replay.Diff(shorter));
+    EXPECT_EQ(replay.Length(), 112u);
+    EXPECT_EQ(replay.ConstBlock(6), shorter.ConstBlock(6));
+}
+
+TEST_F(ArrayDiff, OfSharedVersionsIsEmpty) {
+    const cow_1DArray<int> copy = older;
+    const cow_1DArray<int> diff = older.Diff(copy);
+    EXPECT_EQ(diff.BlockCount(), older.BlockCount());
+    EXPECT_EQ(MadeBlocks(diff), 0);
+}
+
+TEST_F(ArrayDiff, DifferentBlockSizesAreReported) {
+    const cow_1DArray<int> other = Filled(1000, 32);
+    EXPECT_EQ(older.Diff(other).BlockSize(), 32u);
+    cow_1DArray<int> target = older;
+    target.ApplyDiff(other);
+    EXPECT_TRUE(target.IsEqual(older)) << "nothing of another block size is applied";
+    EXPECT_EQ(target.ConstBlock(0), older.ConstBlock(0));
+    ASSERT_EQ(recorder.Expressions(), (std::vector<std::string>{"blockSize == other.blockSize",
+                                                                "blockSize == diff.blockSize"}));
+    EXPECT_EQ(recorder.Reports()[0].path, "include/cow_1DArray");
+    EXPECT_EQ(recorder.Reports()[1].path, "include/cow_1DArray");
+    expectedReports = recorder.Reports();
+}
+
+using ArrayEquality = ArrayTest;
+
+TEST_F(ArrayEquality, ComparesLengthsThenElements) {
+    EXPECT_TRUE(cow_1DArray<int>().IsEqual(cow_1DArray<int>(3, 0)));
+    EXPECT_FALSE(Filled(16, 16).IsEqual(Filled(32, 16)));
+    EXPECT_TRUE(Filled(32, 16).IsEqual(Filled(32, 8)));
+    cow_1DArray<int> changed = Filled(32, 8);
+    changed.Get(31) = 0;
+    EXPECT_FALSE(Filled(32, 16).IsEqual(changed));
+}
+
+TEST_F(ArrayEquality, ASharedFirstBlockCountsAsEqual) {
+    const cow_1DArray<int> array = Filled(32, 16);
+    cow_1DArray<int> copy = array;
+    EXPECT_TRUE(copy.IsEqual(array));
+    copy.Get(20) = -1;
+    EXPECT_TRUE(copy.IsEqual(array)) << "published shortcut: element 0 is the same storage";
+    copy.Get(0) = 0;
+    EXPECT_FALSE(copy.IsEqual(array));
+}
+
+using ArrayList = ArrayTest;
+
+TEST_F(ArrayList, AppendInsertAndRemoveAcrossBlocks) {
+    IntList list = MakeList({0, 1, 2, 3, 4, 5});
+    EXPECT_TRUE(list.Insert(2, 9));
+    EXPECT_EQ(Items(list), (Ints{0, 1, 9, 2, 3, 4, 5}));
+    EXPECT_TRUE(list.Insert(7, 6)) << "inserting at the length appends";
+    EXPECT_FALSE(list.Insert(9, 7));
+    EXPECT_EQ(Items(list), (Ints{0, 1, 9, 2, 3, 4, 5, 6}));
+    EXPECT_TRUE(list.Remove(0));
+    EXPECT_FALSE(list.Remove(7));
+    EXPECT_EQ(Items(list), (Ints{1, 9, 2, 3, 4, 5, 6}));
+    list.Append(8);
+    EXPECT_EQ(list.Length(), 8u);
+    EXPECT_EQ(list.ConstGet(7), 8);
+}
+
+TEST_F(ArrayList, InsertingAnElementOfTheListItself) {
+    IntList list = MakeList({1, 2, 3, 4, 5});
+    list.Insert(0, list.ConstGet(4));
+    EXPECT_EQ(Items(list), (Ints{5, 1, 2, 3, 4, 5}));
+}
+
+TEST_F(ArrayList, RemoveResetsTheFreedSlot) {
+    IntList list = MakeList({7, 8, 9});
+    list.Remove(2);
+    EXPECT_EQ(list.Storage().PartialArrayConstGet(2), 0);
+    cow_1DArrayList<cow_String, cow_String> texts =
+        MakeList<cow_String>({cow_String("a"), cow_String("b")});
+    texts.Remove(0);
+    EXPECT_EQ(texts.ConstGet(0), "b");
+    EXPECT_EQ(texts.Storage().PartialArrayConstGet(1).Length(), 0u);
+}
+
+TEST_F(ArrayList, PopTakesTheLastAndReportsAnEmptyList) {
+    IntList list = MakeList({3, 4});
+    EXPECT_EQ(list.Pop(), 4);
+    EXPECT_EQ(list.Pop(), 3);
+    EXPECT_EQ(list.Pop(), 0);
+    EXPECT_EQ(list.Length(), 0u);
+    ASSERT_EQ(recorder.Expressions(), (std::vector<std::string>{"length"}));
+    EXPECT_EQ(recorder.Reports()[0].path, "include/cow_1DArrayList");
+    expectedReports = recorder.Reports();
+}
+
+TEST_F(ArrayList, SearchesScanOnlyTheElementsInUse) {
+    IntList list = MakeList({5, 1, 5, 2, 5, 3, 0});
+    EXPECT_EQ(list.FindFirst(5), 0u);
+    EXPECT_EQ(list.FindLast(5), 4u);
+    EXPECT_EQ(list.FindFirst(3), 5u);
+    EXPECT_EQ(list.FindLast(1), 1u);
+    EXPECT_EQ(list.FindFirst(4), 7u);
+    EXPECT_EQ(list.FindLast(4), 7u);
+    list.Remove(6);
+    EXPECT_EQ(list.FindFirst(0), 6u) << "the reset slot is past the end";
+    EXPECT_EQ(list.FindLast(0), 6u);
+    EXPECT_FALSE(list.IsMember(0));
+    EXPECT_EQ(IntList().FindLast(1), 0u);
+}
+
+TEST_F(ArrayList, MemberOperationsActOnTheFirstEqualElement) {
+    IntList list = MakeList({1, 2, 1});
+    list.RemoveMember(1);
+    EXPECT_EQ(Items(list), (Ints{2, 1}));
+    list.RemoveMember(7);
+    list.AppendUnlessMember(2);
+    list.AppendUnlessMember(3);
+    EXPECT_EQ(Items(list), (Ints{2, 1, 3}));
+}
+
+TEST_F(ArrayList, SliceStopsAtTheLength) {
+    const IntList list = MakeList({0, 1, 2, 3, 4, 5});
+    EXPECT_EQ(Items(list.Slice(1, 4)), (Ints{1, 2, 3}));
+    EXPECT_EQ(Items(list.Slice(4, 100)), (Ints{4, 5}));
+    EXPECT_EQ(list.Slice(6, 9).Length(), 0u);
+    EXPECT_EQ(list.Slice(3, 2).Length(), 0u);
+    IntList out = MakeList({9});
+    list.Slice(0, 2, out);
+    EXPECT_EQ(Items(out), (Ints{9, 0, 1}));
+    out.Slice(0, 2, out);
+    EXPECT_EQ(Items(out), (Ints{9, 0, 1, 9, 0}));
+}
+
+TEST_F(ArrayList, AppendingAListCopiesItsElements) {
+    IntList list = MakeList({1, 2});
+    const IntList other = MakeList({3, 4, 5, 6, 7});
+    list.Append(other);
+    list.Append(list);
+    EXPECT_EQ(Items(list), (Ints{1, 2, 3, 4, 5, 6, 7, 1, 2, 3, 4, 5, 6, 7}));
+    EXPECT_EQ(Items(other), (Ints{3, 4, 5, 6, 7}));
+}
+
+TEST_F(ArrayList, CopyThenWriteLeavesTheSourceUnchanged) {
+    const IntList list = MakeList({1, 2, 3, 4, 5});
+    IntList copy = list;
+    copy.Get(4) = 0;
+    copy.Insert(0, 9);
+    EXPECT_EQ(Items(list), (Ints{1, 2, 3, 4, 5}));
+    EXPECT_EQ(Items(copy), (Ints{9, 1, 2, 3, 4, 0}));
+}
+
+TEST_F(ArrayList, IteratorKeepsTheSnapshotItWasMadeFrom) {
+    IntList list = MakeList({1, 2, 3});
+    cow_1DArrayListIter<int, int> it(list);
+    list.Get(0) = 7;
+    list.Remove(1);
+    EXPECT_EQ(it.CurrentItem(), 1);
+    it.Next();
+    EXPECT_EQ(it.CurrentItem(), 2);
+}
+
+TEST_F(ArrayList, FromACallersArrayFillsBlockByBlock) {
+    const int values[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
+    const IntList list(values, 10, 2, 4);
+    EXPECT_EQ(list.Length(), 10u);
+    EXPECT_EQ(list.Storage().BlockSize(), 4u);
+    EXPECT_EQ(list.Storage().BlockCount(), 3u);
+    EXPECT_EQ(Items(list), Ints(values, values + 10));
+    EXPECT_EQ(IntList(values, 3, 1, 0).Storage().BlockSize(), 16u);
+}
+
+TEST_F(ArrayList, FromANullArrayIsReportedAndEmpty) {
+    const IntList list(nullptr, 5, 1, 4);
+    EXPECT_EQ(list.Length(), 0u);
+    ASSERT_EQ(recorder.Expressions(), (std::vector<std::string>{"C_arr != 0"}));
+    EXPECT_EQ(recorder.Reports()[0].path, "cow/impl/cow_1DArrayListInt");
+    expectedReports = recorder.Reports();
+}
+
+TEST_F(ArrayList, GetCArrayCopiesTheElementsInUse) {
+    const IntList list = MakeList({4, 5, 6, 7, 8});
+    unsigned count = 0;
+    const std::unique_ptr<int[]> copy(list.GetCArray(count));
+    EXPECT_EQ(count, 5u);
+    EXPECT_EQ(Ints(copy.get(), copy.get() + count), (Ints{4, 5, 6, 7, 8}));
+}
+
+TEST_F(ArrayList, ClearAllStartsOverWithADefaultArray) {
+    IntList list = MakeList({1, 2, 3});
+    list.ClearAll();
+    EXPECT_EQ(list.Length(), 0u);
+    EXPECT_EQ(list.Storage().BlockSize(), 0u);
+    list.Append(4);
+    EXPECT_EQ(Items(list), (Ints{4}));
+}
+
+TEST_F(ArrayList, IsEqualSkipsSharedSlots) {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const auto list = MakeList<float>({1, nan});
+    const auto copy = list;
+    EXPECT_TRUE(copy.IsEqual(list)) << "the NaN is the same storage";
+    EXPECT_FALSE(MakeList<float>({1, nan}).IsEqual(list));
+    EXPECT_TRUE(MakeList({1, 2}, 16).IsEqual(MakeList({1, 2}, 2)));
+    EXPECT_FALSE(MakeList({1, 2}).IsEqual(MakeList({1, 2, 3})));
+}
+
+TEST_F(ArrayList, ReadingPastTheEndIsReported) {
+    const IntList list = MakeList({1});
+    EXPECT_EQ(list.ConstGet(1), 0);
+    ASSERT_EQ(recorder.Expressions(), (std::vector<std::string>{"index < Length()"}));
+    expectedReports = recorder.Reports();
+}
+
+TEST_F(ArrayList, ListsOfListsCompareTheInnerLists) {
+    cow_1DArrayList<IntList, IntList> lists;
+    lists.Append(MakeList({1, 2}));
+    lists.Append(MakeList({3}));
+    EXPECT_EQ(lists.FindFirst(MakeList({3}, 8)), 1u);
+    EXPECT_FALSE(lists.IsMember(MakeList({1})));
+    lists.Remove(0);
+    EXPECT_EQ(Items(lists.ConstGet(0)), (Ints{3}));
+}
+
+TEST_F(ArrayList, LinkedListsHoldArrayLists) {
+    cow_List<IntList> list;
+    list.Append(MakeList({1, 2}));
+    list.Prepend(MakeList({0}));
+    EXPECT_EQ(Items(list.ConstGet(1)), (Ints{1, 2}));
+}
+
+} // namespace
