@@ -18,3 +18,17 @@ elseif(VLT_SANITIZE STREQUAL "thread")
 elseif(NOT VLT_SANITIZE STREQUAL "")
     message(FATAL_ERROR "VLT_SANITIZE must be address, thread or empty")
 endif()
+
+# vlt_add_library(<name> <export-define> <sources>...): one of the project's shared libraries,
+# with the public headers, its export macro's build define and the project's version.
+function(vlt_add_library name export_define)
+    add_library(${name} SHARED ${ARGN})
+    add_library(VLTutl::${name} ALIAS ${name})
+    target_include_directories(${name} PUBLIC
+        $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+        $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/VLTutl>)
+    target_compile_definitions(${name} PRIVATE ${export_define})
+    set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION}
+                                             SOVERSION ${PROJECT_VERSION_MAJOR})
+    vlt_compile_options(${name})
+endfunction()

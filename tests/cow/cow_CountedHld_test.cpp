@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
+#include <vector>
 
 namespace {
 
@@ -170,6 +172,37 @@ TEST(CowCounter, DecrementReportsWhenTheLastHolderHasGone) {
     EXPECT_TRUE(counter.Decrement());
     EXPECT_TRUE(counter.Decrement());
     EXPECT_EQ(counter.References(), -1);
+}
+
+} // namespace
+
+namespace {
+
+// Counters come from per-thread pools: handles made on one thread and released on another,
+// and the cells of a thread that has ended, must all stay sound.
+TEST(CowCounterPool, HandlesMayMoveBetweenThreadsAndOutliveTheirMaker) {
+    constexpr int kHandles = 50'000; // several slabs of cells
+    std::vector<cow_COW<int>> made;
+    std::thread maker([&] {
+        for (int i = 0; i < kHandles; ++i) {
+            made.emplace_back(new int(i));
+        }
+        std::vector<cow_COW<int>> dropped(made.begin(), made.begin() + kHandles / 2);
+    }); // the maker's freed cells go to the shared pool here
+    maker.join();
+
+    std::vector<cow_COW<int>> copies(made.begin(), made.end());
+    made.clear(); // released on this thread
+    std::vector<cow_COW<int>> fresh;
+    for (int i = 0; i < kHandles; ++i) {
+        fresh.emplace_back(new int(-i));
+    }
+    for (int i = 0; i < kHandles; ++i) {
+        ASSERT_EQ(*copies[i], i);
+        ASSERT_EQ(copies[i].References(), 1);
+        ASSERT_EQ(*fresh[i], -i);
+        ASSERT_EQ(fresh[i].References(), 1);
+    }
 }
 
 } // namespace

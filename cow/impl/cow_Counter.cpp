@@ -1,0 +1,118 @@
+// The pool of counter cells.
+//
+// Each thread keeps a free list of 8-byte cells cut from 64 KiB slabs. A cell freed on another
+// thread joins that thread's list (values may move between threads under the client's lock),
+// and a thread that ends hands its list to a shared one under a mutex. Slabs are kept for the
+// life of the process: the memory of counters is reused, never returned. Under
+// AddressSanitizer the pool steps aside so that every counter is checked on its own.
+#include "cow_CountedHld.h"
+
+#include <cstdlib>
+#include <mutex>
+#include <new>
+#include <vector>
+
+#if defined(__SANITIZE_ADDRESS__)
+#define COW_COUNTER_POOL 0
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define COW_COUNTER_POOL 0
+#endif
+#endif
+#ifndef COW_COUNTER_POOL
+#define COW_COUNTER_POOL 1
+#endif
+
+#if COW_COUNTER_POOL
+
+namespace {
+
+struct Cell {
+    Cell* next;
+};
+static_assert(sizeof(Cell) >= sizeof(cow_Counter) && alignof(Cell) >= alignof(cow_Counter));
+
+constexpr std::size_t kCellsPerSlab = 8192;
+
+// Cells of ended threads, and every slab ever made (kept reachable on purpose).
+struct SharedPool {
+    std::mutex mutex;
+    Cell* freeCells = nullptr;
+    std::vector<Cell*> slabs;
+};
+
+SharedPool& Shared() {
+    static SharedPool* pool = new SharedPool; // outlives every thread's list
+    return *pool;
+}
+
+struct ThreadCells {
+    Cell* head = nullptr;
+
+    ~ThreadCells() {
+        if (head == nullptr) {
+            return;
+        }
+        Cell* tail = head;
+        while (tail->next != nullptr) {
+            tail = tail->next;
+        }
+        SharedPool& pool = Shared();
+        std::lock_guard<std::mutex> lock(pool.mutex);
+        tail->next = pool.freeCells;
+        pool.freeCells = head;
+        head = nullptr;
+    }
+};
+
+thread_local ThreadCells cells;
+
+// Takes the shared cells when there are any, else a new slab threaded into a list.
+Cell* Refill() {
+    SharedPool& pool = Shared();
+    std::lock_guard<std::mutex> lock(pool.mutex);
+    if (pool.freeCells != nullptr) {
+        Cell* taken = pool.freeCells;
+        pool.freeCells = nullptr;
+        return taken;
+    }
+    auto* slab = static_cast<Cell*>(std::malloc(kCellsPerSlab * sizeof(Cell)));
+    if (slab == nullptr) {
+        throw std::bad_alloc();
+    }
+    pool.slabs.push_back(slab);
+    for (std::size_t i = 0; i + 1 < kCellsPerSlab; ++i) {
+        slab[i].next = &slab[i + 1];
+    }
+    slab[kCellsPerSlab - 1].next = nullptr;
+    return slab;
+}
+
+} // namespace
+
+void* cow_Counter::operator new(std::size_t) {
+    Cell* cell = cells.head;
+    if (cell == nullptr) {
+        cell = Refill();
+    }
+    cells.head = cell->next;
+    return cell;
+}
+
+void cow_Counter::operator delete(void* cell) noexcept {
+    auto* freed = static_cast<Cell*>(cell);
+    freed->next = cells.head;
+    cells.head = freed;
+}
+
+#else
+
+void* cow_Counter::operator new(std::size_t size) {
+    return ::operator new(size);
+}
+
+void cow_Counter::operator delete(void* cell) noexcept {
+    ::operator delete(cell);
+}
+
+#endif
