@@ -1,0 +1,116 @@
+// A filter that is both an output and an input stream over one growable memory block of its
+// own: values are appended at the put pointer and read back from the get pointer.
+//
+// The block starts at the size given to the constructor, which is also the growth granule.
+// When a write does not fit, the block grows to its current capacity plus the request, rounded
+// up to a multiple of the granule (a generous rule, deliberately so: a 16-byte filter that
+// receives 20 bytes grows to 48). Reads are bounded by the end of the block, not by the put
+// pointer: reading beyond what was written but inside the block is deliberately not detected
+// (the unwritten part of the block reads as zeros). A read past the end of the block is an
+// assertion report followed by `omi_FatalError`. Nothing is ever byte-swapped: the three moves
+// all copy straight. The filter owns its block; its filter bases are given the module's
+// default memory devices, which it never uses. One thread at a time.
+#pragma once
+
+#include "bio_Ifilter.h"
+#include "bio_Ofilter.h"
+#include "vlt_Export.h"
+
+#include <cstddef>
+
+class VLTUTL_API bio_IOmemFilter : public bio_Ofilter, public bio_Ifilter {
+public:
+    explicit bio_IOmemFilter(unsigned size);
+    ~bio_IOmemFilter() override;
+
+    // Makes room for n more bytes at the put pointer.
+    void Grow(unsigned n);
+
+    void insert(const char* s) override;
+    void insert(const double& v) override;
+    void insert(const float& v) override;
+    void insert(const unsigned long& v) override;
+    void insert(const long& v) override;
+    void insert(const unsigned int& v) override;
+    void insert(const int& v) override;
+    void insert(const unsigned short& v) override;
+    void insert(const short& v) override;
+    void insert(const unsigned char& v) override;
+    void insert(const char& v) override;
+    void insert(const bool& v) override;
+
+    void longMove(const char* src, unsigned n) override;
+    void shortMove(const char* src, unsigned n) override;
+    void shortSwap(const char* src, unsigned n) override;
+
+    void insertVector(const double* v, unsigned n) override;
+    void insertVector(const float* v, unsigned n) override;
+    void insertVector(const unsigned long* v, unsigned n) override;
+    void insertVector(const long* v, unsigned n) override;
+    void insertVector(const unsigned int* v, unsigned n) override;
+    void insertVector(const int* v, unsigned n) override;
+    void insertVector(const unsigned short* v, unsigned n) override;
+    void insertVector(const short* v, unsigned n) override;
+    void insertVector(const unsigned char* v, unsigned n) override;
+    void insertVector(const char* v, unsigned n) override;
+    void insertVector(const bool* v, unsigned n) override;
+
+    void extract(char*& dst, unsigned n) override;
+    void extract(double& v) override;
+    void extract(float& v) override;
+    void extract(unsigned long& v) override;
+    void extract(long& v) override;
+    void extract(unsigned int& v) override;
+    void extract(int& v) override;
+    void extract(unsigned short& v) override;
+    void extract(short& v) override;
+    void extract(unsigned char& v) override;
+    void extract(char& v) override;
+    void extract(bool& v) override;
+
+    void extractVector(double* v, unsigned n) override;
+    void extractVector(float* v, unsigned n) override;
+    void extractVector(unsigned long* v, unsigned n) override;
+    void extractVector(long* v, unsigned n) override;
+    void extractVector(unsigned int* v, unsigned n) override;
+    void extractVector(int* v, unsigned n) override;
+    void extractVector(unsigned short* v, unsigned n) override;
+    void extractVector(short* v, unsigned n) override;
+    void extractVector(unsigned char* v, unsigned n) override;
+    void extractVector(char* v, unsigned n) override;
+    void extractVector(bool* v, unsigned n) override;
+
+    void longMove(char* dst, unsigned n) override;
+    void shortMove(char* dst, unsigned n) override;
+    void shortSwap(char* dst, unsigned n) override;
+
+    bool holdsBytes(unsigned n) override;
+
+    // The block's size, the bytes written and the bytes read so far.
+    std::size_t Capacity() const { return static_cast<std::size_t>(buffEnd_ - buffBeg_); }
+    std::size_t Written() const { return static_cast<std::size_t>(putPtr_ - buffBeg_); }
+    std::size_t Read() const { return static_cast<std::size_t>(getPtr_ - buffBeg_); }
+    const char* Data() const { return buffBeg_; }
+
+private:
+    void GrowBy(std::size_t n);
+    void Append(const void* src, std::size_t n);
+    // Reports and throws unless n bytes lie between the get pointer and the end of the block.
+    void CheckGet(std::size_t n, const char* text, int line) const;
+    // n bytes from the get pointer into dst, after the check.
+    void Fetch(char* dst, std::size_t n, const char* text, int line);
+    template <class T>
+    void Take(T& v, const char* text, int line);
+    template <class T>
+    void AppendScalar(const T& v);
+    template <class T>
+    void AppendVector(const T* v, unsigned n);
+    template <class T>
+    void TakeVector(T* v, unsigned n);
+
+    char* buffBeg_;
+    char* buffEnd_;
+    char* putPtr_;
+    char* getPtr_;
+    uint32_t granule_;
+};
