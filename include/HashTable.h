@@ -32,8 +32,18 @@ VLTUTL_API unsigned omi_nextPrime(unsigned n);
 
 namespace vlt::detail {
 inline constexpr char HashTablePath[] = "include/HashTable";
+
+// The default hash, inline for the tables' own look-ups; `HashValue` gives the same numbers.
+inline unsigned omi_DefaultHash(unsigned int key, unsigned bucketCount) {
+    return (key >> 2) % bucketCount;
+}
+inline unsigned omi_DefaultHash(void* key, unsigned bucketCount) {
+    return static_cast<unsigned>((reinterpret_cast<std::uintptr_t>(key) >> 2) % bucketCount);
+}
 } // namespace vlt::detail
 
+// The members are defined inline: a look-up is a few instructions around one or two cache
+// misses, and a call into the library per step would cost as much again.
 template <class K, class V>
 class HashTable {
 public:
@@ -99,17 +109,20 @@ HashTable<K, V>::~HashTable() {
 }
 
 template <class K, class V>
-typename HashTable<K, V>::Entry** HashTable<K, V>::ChainOf(const K& key, HashFunction hash) const {
-    unsigned bucket = hash != nullptr ? hash(key, bucketCount) : HashValue(key, bucketCount);
+inline typename HashTable<K, V>::Entry** HashTable<K, V>::ChainOf(const K& key,
+                                                                  HashFunction hash) const {
+    if (hash == nullptr) {
+        return &array_[vlt::detail::omi_DefaultHash(key, bucketCount)];
+    }
+    const unsigned bucket = hash(key, bucketCount);
     // A caller's hash that leaves the table is folded back in rather than trusted.
     CRT_CHECK(bucket < bucketCount, "bucket < bucketCount", vlt::detail::HashTablePath);
-    bucket %= bucketCount;
-    return &array_[bucket];
+    return &array_[bucket < bucketCount ? bucket : bucket % bucketCount];
 }
 
 template <class K, class V>
-typename HashTable<K, V>::Entry** HashTable<K, V>::Find(Entry** head, const K& key,
-                                                        EqualFunction equal) {
+inline typename HashTable<K, V>::Entry** HashTable<K, V>::Find(Entry** head, const K& key,
+                                                               EqualFunction equal) {
     Entry** link = head;
     while (*link != nullptr &&
            !(equal != nullptr ? equal((*link)->key, key) : (*link)->key == key)) {
@@ -119,7 +132,8 @@ typename HashTable<K, V>::Entry** HashTable<K, V>::Find(Entry** head, const K& k
 }
 
 template <class K, class V>
-void HashTable<K, V>::Insert(const K& key, const V& value, HashFunction hash, EqualFunction equal) {
+inline void HashTable<K, V>::Insert(const K& key, const V& value, HashFunction hash,
+                                    EqualFunction equal) {
     if (bucketCount == 0) {
         return;
     }
@@ -136,7 +150,8 @@ void HashTable<K, V>::Insert(const K& key, const V& value, HashFunction hash, Eq
 }
 
 template <class K, class V>
-bool HashTable<K, V>::LookUp(const K& key, V& value, HashFunction hash, EqualFunction equal) const {
+inline bool HashTable<K, V>::LookUp(const K& key, V& value, HashFunction hash,
+                                    EqualFunction equal) const {
     if (bucketCount == 0) {
         return false;
     }
@@ -148,7 +163,7 @@ bool HashTable<K, V>::LookUp(const K& key, V& value, HashFunction hash, EqualFun
 }
 
 template <class K, class V>
-bool HashTable<K, V>::Delete(const K& key, HashFunction hash, EqualFunction equal) {
+inline bool HashTable<K, V>::Delete(const K& key, HashFunction hash, EqualFunction equal) {
     if (bucketCount == 0) {
         return false;
     }
@@ -173,7 +188,7 @@ void HashTable<K, V>::Clear() {
 }
 
 template <class K, class V>
-iterState HashTable<K, V>::FirstFrom(unsigned bucket) const {
+inline iterState HashTable<K, V>::FirstFrom(unsigned bucket) const {
     for (; bucket < bucketCount; ++bucket) {
         if (array_[bucket] != nullptr) {
             return {bucket, 1};
@@ -183,7 +198,7 @@ iterState HashTable<K, V>::FirstFrom(unsigned bucket) const {
 }
 
 template <class K, class V>
-iterState HashTable<K, V>::Next(const iterState& pos) const {
+inline iterState HashTable<K, V>::Next(const iterState& pos) const {
     const Entry* entry = EntryAt(pos);
     if (entry == nullptr) {
         return {0, 0};
@@ -195,7 +210,7 @@ iterState HashTable<K, V>::Next(const iterState& pos) const {
 }
 
 template <class K, class V>
-const typename HashTable<K, V>::Entry* HashTable<K, V>::EntryAt(const iterState& pos) const {
+inline const typename HashTable<K, V>::Entry* HashTable<K, V>::EntryAt(const iterState& pos) const {
     if (pos.offset == 0 || pos.bucket >= bucketCount) {
         return nullptr;
     }
@@ -207,14 +222,14 @@ const typename HashTable<K, V>::Entry* HashTable<K, V>::EntryAt(const iterState&
 }
 
 template <class K, class V>
-K HashTable<K, V>::CurrentKey(const iterState& pos) const {
+inline K HashTable<K, V>::CurrentKey(const iterState& pos) const {
     CRT_CHECK(pos.offset != 0, "pos.offset != 0", vlt::detail::HashTablePath);
     const Entry* entry = EntryAt(pos);
     return entry != nullptr ? entry->key : K();
 }
 
 template <class K, class V>
-V HashTable<K, V>::CurrentValue(const iterState& pos) const {
+inline V HashTable<K, V>::CurrentValue(const iterState& pos) const {
     CRT_CHECK(pos.offset != 0, "pos.offset != 0", vlt::detail::HashTablePath);
     const Entry* entry = EntryAt(pos);
     return entry != nullptr ? entry->value : V();

@@ -11,6 +11,8 @@
 #include "omi_BlockedArray.h"
 #include "vlt_Export.h"
 
+#include <bit>
+
 class omi_BlkBitVectTrav;
 
 namespace vlt::detail {
@@ -30,7 +32,8 @@ public:
     ~omi_BlkBitVect() override;
 
     void SetBit(unsigned index) {
-        unsigned& word = Cell(index >> wordShift);
+        const unsigned w = index >> wordShift;
+        unsigned& word = MakeBlock(w >> blockShift)[w & blockMask];
         const unsigned bit = 1u << (index & wordMask);
         if ((word & bit) == 0) {
             word |= bit;
@@ -39,7 +42,7 @@ public:
     }
     // Clearing never frees a block; `Recount` does.
     void UnsetBit(unsigned index) {
-        unsigned* word = FindCell(index >> wordShift);
+        unsigned* word = const_cast<unsigned*>(FindWord(index));
         const unsigned bit = 1u << (index & wordMask);
         if (word != nullptr && (*word & bit) != 0) {
             *word &= ~bit;
@@ -47,7 +50,7 @@ public:
         }
     }
     bool TestBit(unsigned index) const {
-        const unsigned* word = FindCell(index >> wordShift);
+        const unsigned* word = FindWord(index);
         return word != nullptr && (*word >> (index & wordMask) & 1u) != 0;
     }
     // Sets every bit from `from` to `to`, both included; nothing when `from` > `to`.
@@ -86,7 +89,20 @@ private:
     static constexpr unsigned wordShift = 5;
     static constexpr unsigned wordMask = 31;
     static constexpr unsigned blockShift = 8;
+    static constexpr unsigned blockMask = (1u << blockShift) - 1;
     static constexpr unsigned initialBlocks = 128;
+
+    // The shape is fixed, so the bit accessors use these constants rather than reading the
+    // shift and mask fields: one dependent load less on every test of a table's cell.
+    const unsigned* BlockAt(unsigned block) const {
+        return block < tableLength ? blockTable[block] : nullptr;
+    }
+    // The word that holds bit `index`, or null when its block was never made.
+    const unsigned* FindWord(unsigned index) const {
+        const unsigned w = index >> wordShift;
+        const unsigned* block = BlockAt(w >> blockShift);
+        return block != nullptr ? block + (w & blockMask) : nullptr;
+    }
 
     // Which blocks an operator touches when only one operand has them: blocks found only here
     // are dropped or kept; blocks found only in the other vector are copied or ignored.
@@ -94,11 +110,6 @@ private:
     enum class TheirsOnly { Copy, Ignore };
     template <class WordOp>
     void Combine(const omi_BlkBitVect& other, MineOnly mineOnly, TheirsOnly theirsOnly, WordOp op);
-    const unsigned* BlockAt(unsigned block) const {
-        return block < tableLength ? blockTable[block] : nullptr;
-    }
-    unsigned BlockBits(const unsigned* block) const;
-    bool BlockIsZero(const unsigned* block) const;
 };
 
 class VLTUTL_API omi_BlkBitVectTrav {
@@ -114,7 +125,23 @@ public:
     // off one end leaves the cursor there: the opposite step then finds the extreme bit.
     bool First(unsigned& index);
     bool Last(unsigned& index);
-    bool Next(unsigned& index);
+    // Inline: the step to the next bit of the same block is the inner loop of every walk over
+    // a vector or an integer table.
+    bool Next(unsigned& index) {
+        if (place != Place::OnBit) [[unlikely]] {
+            return place == Place::BeforeFirst && First(index);
+        }
+        // Bits above the current one in the current word, then the following words of the block.
+        unsigned bits = *currentWord & (0u - (bitMask << 1));
+        const unsigned* word = currentWord;
+        while (bits == 0) {
+            if (++word == blockEnd) [[unlikely]] {
+                return ScanForward(currentBlock + 1, index);
+            }
+            bits = *word;
+        }
+        return MoveInBlock(word, static_cast<unsigned>(std::countr_zero(bits)), index);
+    }
     bool Prev(unsigned& index);
 
 protected:
@@ -127,11 +154,34 @@ private:
 
     bool ScanForward(unsigned fromBlock, unsigned& index);
     bool ScanBackward(unsigned blockLimit, unsigned& index);
-    // Positions on the lowest (highest) set bit of a non-zero word and reports its index.
-    bool StopAtLowest(const unsigned* word, unsigned bits, unsigned& index);
-    bool StopAtHighest(const unsigned* word, unsigned bits, unsigned& index);
-    void EnterBlock(unsigned block);
-    bool Stop(const unsigned* word, unsigned bit, unsigned& index);
+    // The helpers below are inline so that the library calls them directly rather than through
+    // its exported symbols.
+    //
+    // Positions on `bit` of `word`, a word of the block the cursor is on, and reports its index;
+    // the index follows from the current one because words are 32-bit aligned.
+    bool MoveInBlock(const unsigned* word, unsigned bit, unsigned& index) {
+        const unsigned wordsAhead = static_cast<unsigned>(word - currentWord);
+        currentBit = (currentBit & ~omi_BlkBitVect::wordMask) +
+                     (wordsAhead << omi_BlkBitVect::wordShift) + bit;
+        currentWord = word;
+        bitMask = 1u << bit;
+        index = currentBit;
+        return true;
+    }
+    // Positions on `bit` of `word` in block `block`, entered afresh.
+    bool Stop(unsigned block, const unsigned* word, unsigned bit, unsigned& index) {
+        currentBlock = block;
+        const unsigned* first = blockTable[block];
+        blockEnd = first + blockSize;
+        place = Place::OnBit;
+        currentWord = word;
+        bitMask = 1u << bit;
+        const unsigned wordInBlock = static_cast<unsigned>(word - first);
+        currentBit = (block << (shift + omi_BlkBitVect::wordShift)) +
+                     (wordInBlock << omi_BlkBitVect::wordShift) + bit;
+        index = currentBit;
+        return true;
+    }
 
     unsigned tableLength;
     unsigned blockSize;

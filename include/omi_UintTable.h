@@ -40,16 +40,15 @@ public:
     unsigned Count() const { return occupied.BitCount(); }
     bool IsMember(unsigned cell) const { return occupied.TestBit(cell); }
     // The value of an occupied cell, or null.
-    const T* ConstGet(unsigned cell) const {
-        return IsMember(cell) ? this->FindCell(cell) : nullptr;
-    }
-    T* Get(unsigned cell) { return IsMember(cell) ? this->FindCell(cell) : nullptr; }
+    const T* ConstGet(unsigned cell) const { return IsMember(cell) ? ValueAt(cell) : nullptr; }
+    T* Get(unsigned cell) { return IsMember(cell) ? const_cast<T*>(ValueAt(cell)) : nullptr; }
 
-    // Stores the value (replacing any); true when the cell was empty.
+    // Stores the value (replacing any); true when the cell was empty. The value goes in first,
+    // so that an occupied cell always has its block, even when making one throws.
     bool Insert(unsigned cell, const T& value) {
         const unsigned before = Count();
-        occupied.SetBit(cell);
         this->SetCell(cell, value);
+        occupied.SetBit(cell);
         return Count() > before;
     }
     // Empties the cell; the stored value stays behind. True when the cell was occupied.
@@ -62,6 +61,13 @@ public:
     const omi_BlkBitVect& Occupied() const { return occupied; }
 
 private:
+    friend class omi_UintTableIterator<T>;
+
+    // An occupied cell's block exists (see `Insert`), so the look-up needs no checks.
+    const T* ValueAt(unsigned cell) const {
+        return this->blockTable[cell >> this->shift] + (cell & this->mask);
+    }
+
     omi_BlkBitVect occupied;
 };
 
@@ -137,6 +143,8 @@ public:
     explicit omi_UintTableIterator(const omi_UintTable<T>& table);
     omi_UintTableIterator(const omi_UintTable<T>& table, CompareFunction compare);
 
+    // `Next`, `IsDone`, `CurrentKey` and `CurrentValue` are defined inline: they are the inner
+    // loop of every walk over a table.
     void First();
     void Last();
     void Next();
@@ -287,15 +295,21 @@ omi_UintTableIterator<T>::omi_UintTableIterator(const omi_UintTable<T>& table_,
       compare(compare_), position(0) {}
 
 template <class T>
-bool omi_UintTableIterator<T>::Started() const {
-    CRT_CHECK(currentIndex != -2, "currentIndex != -2", vlt::detail::omi_UintTablePath);
-    return currentIndex != beforeFirstCall;
+inline bool omi_UintTableIterator<T>::Started() const {
+    if (currentIndex == beforeFirstCall) [[unlikely]] {
+        CRT_CHECK(currentIndex != -2, "currentIndex != -2", vlt::detail::omi_UintTablePath);
+        return false;
+    }
+    return true;
 }
 
 template <class T>
-bool omi_UintTableIterator<T>::Readable() const {
-    CRT_CHECK(currentIndex > -2, "currentIndex > -2", vlt::detail::omi_UintTablePath);
-    return currentIndex > beforeFirstCall && !done;
+inline bool omi_UintTableIterator<T>::Readable() const {
+    if (currentIndex <= beforeFirstCall) [[unlikely]] {
+        CRT_CHECK(currentIndex > -2, "currentIndex > -2", vlt::detail::omi_UintTablePath);
+        return false;
+    }
+    return !done;
 }
 
 template <class T>
@@ -395,13 +409,13 @@ void omi_UintTableIterator<T>::StepSorted(bool forwards) {
 }
 
 template <class T>
-void omi_UintTableIterator<T>::Next() {
-    if (!Started() || done) {
+inline void omi_UintTableIterator<T>::Next() {
+    if (!Started() || done) [[unlikely]] {
         return;
     }
-    if (compare != nullptr) {
+    if (compare != nullptr) [[unlikely]] {
         StepSorted(true);
-    } else if (!trav.Next(currentCell)) {
+    } else if (!trav.Next(currentCell)) [[unlikely]] {
         EnterForward(currentIndex + 1);
     }
 }
@@ -443,27 +457,31 @@ void omi_UintTableIterator<T>::PreviousBlock() {
 }
 
 template <class T>
-bool omi_UintTableIterator<T>::IsDone() const {
+inline bool omi_UintTableIterator<T>::IsDone() const {
     return !Started() || done;
 }
 
 template <class T>
-unsigned omi_UintTableIterator<T>::CurrentKey() const {
-    if (!Readable()) {
+inline unsigned omi_UintTableIterator<T>::CurrentKey() const {
+    if (!Readable()) [[unlikely]] {
         return 0;
     }
-    return compare != nullptr ? pairs[position].key : baseKey + currentCell;
+    if (compare != nullptr) [[unlikely]] {
+        return pairs[position].key;
+    }
+    return baseKey + currentCell;
 }
 
 template <class T>
-T omi_UintTableIterator<T>::CurrentValue() const {
-    if (!Readable()) {
+inline T omi_UintTableIterator<T>::CurrentValue() const {
+    if (!Readable()) [[unlikely]] {
         return T();
     }
-    if (compare != nullptr) {
+    if (compare != nullptr) [[unlikely]] {
         return pairs[position].value;
     }
-    return table->blockTable[currentIndex]->GetCell(currentCell);
+    // The traverser stands on an occupied cell.
+    return *table->blockTable[currentIndex]->ValueAt(currentCell);
 }
 
 extern template class VLTUTL_API omi_UintTableBlock<int>;

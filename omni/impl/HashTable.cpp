@@ -7,11 +7,11 @@ template class HashTable<unsigned int, void*>;
 template class HashTable<void*, unsigned int>;
 
 unsigned HashValue(unsigned int key, unsigned bucketCount) {
-    return (key >> 2) % bucketCount;
+    return vlt::detail::omi_DefaultHash(key, bucketCount);
 }
 
 unsigned HashValue(void* key, unsigned bucketCount) {
-    return static_cast<unsigned>((reinterpret_cast<std::uintptr_t>(key) >> 2) % bucketCount);
+    return vlt::detail::omi_DefaultHash(key, bucketCount);
 }
 
 namespace {
