@@ -45,12 +45,6 @@ inline constexpr char cow_1DArrayListIntPath[] = "cow/impl/cow_1DArrayListInt";
 // The block size that an array without one takes when it is first written or grown.
 inline constexpr unsigned cow_1DArrayDefaultBlockSize = 16;
 
-// index / size for a non-zero size. Power-of-two sizes, the common case, shift instead of
-// dividing on every element access.
-inline unsigned cow_1DArrayBlockOf(unsigned index, unsigned size) {
-    return std::has_single_bit(size) ? index >> std::countr_zero(size) : index / size;
-}
-
 // Resizes a table of block pointers in place (realloc); entries added are null. A table of no
 // entries still owns an allocation.
 template <class Block>
@@ -145,14 +139,10 @@ public:
 
     // Writable access: grows the array and un-shares the table and the one block as needed.
     T& Get(unsigned index) {
-        if (blockSize != 0 && *tableCount == 1) {
-            const unsigned block = vlt::detail::cow_1DArrayBlockOf(index, blockSize);
-            if (block < blockCount) {
-                Block* entry = table[block];
-                if (entry != nullptr && entry->refCount == 1) {
-                    return entry->data[index - block * blockSize];
-                }
-            }
+        std::size_t offset;
+        Block* entry = FastEntry(index, offset);
+        if (entry != nullptr && entry->refCount == 1 && *tableCount == 1) {
+            return entry->data[offset];
         }
         return GetSlow(index);
     }
@@ -160,14 +150,10 @@ public:
     // Read access: never un-shares and reports nothing, but makes a missing block in place.
     // An index outside the array reads a value-initialised element instead.
     const T& PartialArrayConstGet(unsigned index) const {
-        if (blockSize != 0) {
-            const unsigned block = vlt::detail::cow_1DArrayBlockOf(index, blockSize);
-            if (block < blockCount) {
-                const Block* entry = table[block];
-                if (entry != nullptr) {
-                    return entry->data[index - block * blockSize];
-                }
-            }
+        std::size_t offset;
+        const Block* entry = FastEntry(index, offset);
+        if (entry != nullptr) {
+            return entry->data[offset];
         }
         return ReadSlow(index);
     }
@@ -187,8 +173,25 @@ public:
     bool IsEqual(const cow_1DArray& other) const requires std::same_as<T, int>;
 
 private:
-    T& GetSlow(unsigned index);
-    const T& ReadSlow(unsigned index) const;
+    // The table entry of an element, for the inline accesses. Only power-of-two block sizes,
+    // the common case, take this path: they need a shift and a mask, not a division. Null for
+    // other sizes, outside the table and for a block not made yet; the out-of-line accesses
+    // handle those.
+    Block* FastEntry(unsigned index, std::size_t& offset) const {
+        const unsigned mask = blockSize - 1;
+        if (mask < (blockSize ^ mask)) { // a power of two, not 0
+            const std::size_t block = index >> std::countr_zero(blockSize);
+            if (block < blockCount) {
+                offset = index & mask;
+                return table[block];
+            }
+        }
+        return nullptr;
+    }
+    // Cold: the compiler then keeps a caller's loop state in registers on the inline path and
+    // saves it only around these calls.
+    [[gnu::cold]] T& GetSlow(unsigned index);
+    [[gnu::cold]] const T& ReadSlow(unsigned index) const;
     void ChooseBlockSize() {
         if (blockSize == 0) {
             blockSize = vlt::detail::cow_1DArrayDefaultBlockSize;
@@ -438,7 +441,7 @@ bool cow_1DArray<T>::Grow(unsigned newLength) {
 template <class T>
 T& cow_1DArray<T>::GetSlow(unsigned index) {
     ChooseBlockSize();
-    const unsigned block = vlt::detail::cow_1DArrayBlockOf(index, blockSize);
+    const unsigned block = index / blockSize;
     if (block < blockCount) {
         CopyArray();
     } else if (block == UINT32_MAX) {
@@ -462,7 +465,7 @@ const T& cow_1DArray<T>::ReadSlow(unsigned index) const {
     if (blockSize == 0) {
         return vlt::detail::cow_OutOfRangeRead<T>();
     }
-    const unsigned block = vlt::detail::cow_1DArrayBlockOf(index, blockSize);
+    const unsigned block = index / blockSize;
     if (block >= blockCount) {
         return vlt::detail::cow_OutOfRangeRead<T>();
     }
