@@ -1,4 +1,5 @@
 #include "omi_UseCount.h"
+#include "omn_Interrupt.h"
 #include "utl_Modules.h"
 
 namespace {
@@ -6,7 +7,9 @@ omi_UseCount useCount;
 } // namespace
 
 void omni_initialize(int& tally) {
-    useCount.Initialize(tally);
+    if (useCount.Initialize(tally)) {
+        omn_enableFPE();
+    }
 }
 
 void omni_finalize(int& tally) {
