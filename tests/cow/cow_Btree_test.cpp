@@ -1,0 +1,792 @@
+#include "AssertRecorder.h"
+#include "cow_Btree.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <initializer_list>
+#include <map>
+#include <memory>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+// Reaches the root, so that the tests can read shapes and node addresses.
+template <class K, class V>
+struct vlt::detail::cow_BtreeInternals {
+    static const cow_BtreeNode<K, V>* Root(const cow_Btree<K, V>& tree) {
+        return tree.root != nullptr ? tree.root->ConstPtr() : nullptr;
+    }
+};
+
+namespace {
+
+using vlt::test::AssertRecorder;
+
+template <class K, class V>
+const cow_BtreeNode<K, V>* RootOf(const cow_Btree<K, V>& tree) {
+    return vlt::detail::cow_BtreeInternals<K, V>::Root(tree);
+}
+
+template <class Handle>
+auto NodeOf(const Handle* handle) {
+    return handle != nullptr ? handle->ConstPtr() : nullptr;
+}
+
+template <class Node>
+const Node* NodeOf(const std::unique_ptr<Node>* link) {
+    return link != nullptr ? link->get() : nullptr;
+}
+
+std::string KeyText(int key) {
+    return std::to_string(key);
+}
+std::string KeyText(const cow_String& key) {
+    return key.c_str();
+}
+
+// "(smaller key larger)" for an inner node, the key alone for a leaf, "." for no child.
+template <class Node>
+std::string Shape(const Node* node) {
+    if (node == nullptr) {
+        return ".";
+    }
+    const std::string key = KeyText(node->Key());
+    if (node->Smaller() == nullptr && node->Larger() == nullptr) {
+        return key;
+    }
+    return "(" + Shape(NodeOf(node->Smaller())) + " " + key + " " + Shape(NodeOf(node->Larger())) +
+           ")";
+}
+
+template <class K, class V>
+std::string Shape(const cow_Btree<K, V>& tree) {
+    return Shape(RootOf(tree));
+}
+
+// Every node's height follows the height rule, keys ascend in order, and the nodes counted
+// agree with the size.
+template <class Node>
+testing::AssertionResult CheckNodes(const Node* node, const Node*& previous, uint32_t& count) {
+    if (node == nullptr) {
+        return testing::AssertionSuccess();
+    }
+    if (auto below = CheckNodes(NodeOf(node->Smaller()), previous, count); !below) {
+        return below;
+    }
+    if (previous != nullptr && !(previous->Key() < node->Key())) {
+        return testing::AssertionFailure() << "key " << KeyText(node->Key()) << " out of order";
+    }
+    previous = node;
+    ++count;
+    const auto via = [](const auto* child) { return child != nullptr ? child->Height() + 1 : 0; };
+    const int32_t expected = std::max(via(NodeOf(node->Smaller())), via(NodeOf(node->Larger())));
+    if (node->Height() != expected) {
+        return testing::AssertionFailure() << "key " << KeyText(node->Key()) << " has height "
+                                           << node->Height() << ", expected " << expected;
+    }
+    return CheckNodes(NodeOf(node->Larger()), previous, count);
+}
+
+template <class K, class V>
+testing::AssertionResult WellFormed(const cow_Btree<K, V>& tree) {
+    const cow_BtreeNode<K, V>* previous = nullptr;
+    uint32_t count = 0;
+    if (auto nodes = CheckNodes(RootOf(tree), previous, count); !nodes) {
+        return nodes;
+    }
+    if (count != tree.Size()) {
+        return testing::AssertionFailure() << count << " nodes for size " << tree.Size();
+    }
+    return testing::AssertionSuccess();
+}
+
+template <class K, class V>
+std::vector<std::pair<K, V>> Ascending(const cow_Btree<K, V>& tree) {
+    std::vector<std::pair<K, V>> entries;
+    cow_BtreeIterator<K, V> it(tree);
+    for (it.First(); !it.IsDone(); it.Next()) {
+        entries.emplace_back(it.CurrentKey(), it.CurrentValue());
+    }
+    return entries;
+}
+
+template <class K, class V>
+std::vector<std::pair<K, V>> Descending(const cow_Btree<K, V>& tree) {
+    std::vector<std::pair<K, V>> entries;
+    cow_BtreeIterator<K, V> it(tree);
+    for (it.Last(); !it.IsDone(); it.Previous()) {
+        entries.emplace_back(it.CurrentKey(), it.CurrentValue());
+    }
+    return entries;
+}
+
+template <class K, class V>
+std::vector<K> Keys(const cow_Btree<K, V>& tree) {
+    std::vector<K> keys;
+    for (const auto& entry : Ascending(tree)) {
+        keys.push_back(entry.first);
+    }
+    return keys;
+}
+
+template <class K, class V>
+void CollectNodes(const cow_BtreeNode<K, V>* node, std::set<const cow_BtreeNode<K, V>*>& nodes) {
+    if (node != nullptr) {
+        nodes.insert(node);
+        CollectNodes(NodeOf(node->Smaller()), nodes);
+        CollectNodes(NodeOf(node->Larger()), nodes);
+    }
+}
+
+template <class K, class V>
+std::set<const cow_BtreeNode<K, V>*> NodesOf(const cow_Btree<K, V>& tree) {
+    std::set<const cow_BtreeNode<K, V>*> nodes;
+    CollectNodes(RootOf(tree), nodes);
+    return nodes;
+}
+
+using IntTree = cow_Btree<int, int>;
+using Ints = std::vector<int>;
+
+IntTree MakeTree(std::initializer_list<int> keys) {
+    IntTree tree;
+    for (int key : keys) {
+        tree.Insert(key, key * 10);
+    }
+    return tree;
+}
+
+// Correct use must never report.
+class BtreeTest : public testing::Test {
+protected:
+    void TearDown() override { EXPECT_TRUE(recorder.Reports().empty()); }
+
+    AssertRecorder recorder;
+};
+
+// Shapes derived by hand from the rebalancing rules. The values travel with their keys.
+template <class V>
+class BtreeShape : public BtreeTest {};
+
+using ShapeValueTypes = testing::Types<int, cow_1DArrayList<int, int>>;
+TYPED_TEST_SUITE(BtreeShape, ShapeValueTypes);
+
+template <class V>
+cow_Btree<int, V> MakeShapeTree(std::initializer_list<int> keys) {
+    cow_Btree<int, V> tree;
+    for (int key : keys) {
+        EXPECT_TRUE(tree.Insert(key, V())) << key;
+        EXPECT_TRUE(WellFormed(tree)) << key;
+    }
+    return tree;
+}
+
+TYPED_TEST(BtreeShape, ThreeAscendingKeysStayAChainBecauseALeafCountsAsAbsent) {
+    EXPECT_EQ(Shape(MakeShapeTree<TypeParam>({1, 2, 3})), "(. 1 (. 2 3))");
+}
+
+TYPED_TEST(BtreeShape, FourthAscendingKeyRotatesAtTheRoot) {
+    const auto tree = MakeShapeTree<TypeParam>({1, 2, 3, 4});
+    EXPECT_EQ(Shape(tree), "(1 2 (. 3 4))");
+    EXPECT_EQ(RootOf(tree)->Height(), 2);
+    EXPECT_EQ(tree.Size(), 4u);
+}
+
+TYPED_TEST(BtreeShape, FourthDescendingKeyRotatesTheMirrorWay) {
+    EXPECT_EQ(Shape(MakeShapeTree<TypeParam>({4, 3, 2, 1})), "((1 2 .) 3 4)");
+}
+
+// A double rotation would make 2 the root; the single one leaves the new root leaning by 2.
+TYPED_TEST(BtreeShape, ZigZagGetsASingleRotationOnly) {
+    const auto tree = MakeShapeTree<TypeParam>({1, 4, 2, 3});
+    EXPECT_EQ(Shape(tree), "((. 1 (. 2 3)) 4 .)");
+    EXPECT_EQ(RootOf(tree)->Height(), 3);
+}
+
+TYPED_TEST(BtreeShape, RemovingTheRootTakesItsDirectSuccessor) {
+    auto tree = MakeShapeTree<TypeParam>({1, 2, 3, 4});
+    EXPECT_TRUE(tree.Remove(2));
+    EXPECT_EQ(Shape(tree), "(1 3 4)");
+    EXPECT_TRUE(WellFormed(tree));
+}
+
+TYPED_TEST(BtreeShape, RemovingTheRootTakesTheSmallestOfTheLargerSide) {
+    auto tree = MakeShapeTree<TypeParam>({3, 1, 5, 4, 6});
+    ASSERT_EQ(Shape(tree), "(1 3 (4 5 6))");
+    EXPECT_TRUE(tree.Remove(3));
+    EXPECT_EQ(Shape(tree), "(1 4 (. 5 6))");
+    EXPECT_TRUE(WellFormed(tree));
+}
+
+// The larger side is two levels deeper than the empty smaller side, yet its top counts 1: no
+// rotation.
+TYPED_TEST(BtreeShape, RemovingALeafCanLeaveALooseChain) {
+    auto tree = MakeShapeTree<TypeParam>({1, 2, 3, 4});
+    EXPECT_TRUE(tree.Remove(1));
+    EXPECT_EQ(Shape(tree), "(. 2 (. 3 4))");
+    EXPECT_TRUE(WellFormed(tree));
+}
+
+TYPED_TEST(BtreeShape, RemovingALeafRotatesWhenTheOtherSideIsTwoTaller) {
+    auto tree = MakeShapeTree<TypeParam>({1, 2, 3, 4, 5, 6});
+    ASSERT_EQ(Shape(tree), "((1 2 .) 3 (. 4 (. 5 6)))");
+    EXPECT_TRUE(tree.Remove(1));
+    EXPECT_EQ(Shape(tree), "((2 3 .) 4 (. 5 6))");
+    EXPECT_TRUE(WellFormed(tree));
+}
+
+TYPED_TEST(BtreeShape, RemovingTheOnlyEntryEmptiesTheTree) {
+    auto tree = MakeShapeTree<TypeParam>({7});
+    EXPECT_TRUE(tree.Remove(7));
+    EXPECT_EQ(tree.Size(), 0u);
+    EXPECT_EQ(RootOf(tree), nullptr);
+    EXPECT_FALSE(tree.Remove(7));
+}
+
+// An independent model of the rebalancing rules on plain nodes: the shapes of the tree must
+// follow it operation by operation.
+class ModelTree {
+public:
+    bool Insert(int key) {
+        if (!root) {
+            root = std::make_unique<Node>(key);
+            return true;
+        }
+        const bool inserted = Insert(*root, key);
+        if (inserted) {
+            Balance(root);
+        }
+        return inserted;
+    }
+
+    bool Remove(int key) {
+        Node parent(0);
+        parent.smaller = std::move(root);
+        const bool removed = parent.smaller && Remove(parent.smaller, key);
+        root = std::move(parent.smaller);
+        if (removed && root) {
+            Balance(root);
+        }
+        return removed;
+    }
+
+    std::string Shape() const { return ::Shape(root.get()); }
+
+    template <class TreeNode>
+    bool SameShape(const TreeNode* node) const {
+        return SameShape(root.get(), node);
+    }
+
+private:
+    struct Node;
+    using Link = std::unique_ptr<Node>;
+    struct Node {
+        explicit Node(int k) : key(k) {}
+        int Key() const { return key; }
+        const Link* Smaller() const { return smaller ? &smaller : nullptr; }
+        const Link* Larger() const { return larger ? &larger : nullptr; }
+        int key;
+        Link smaller;
+        Link larger;
+        int height = 0;
+    };
+
+    template <class TreeNode>
+    static bool SameShape(const Node* mine, const TreeNode* theirs) {
+        if (mine == nullptr || theirs == nullptr) {
+            return mine == nullptr && theirs == nullptr;
+        }
+        return mine->key == theirs->Key() &&
+               SameShape(mine->smaller.get(), NodeOf(theirs->Smaller())) &&
+               SameShape(mine->larger.get(), NodeOf(theirs->Larger()));
+    }
+    static int HeightOf(const Link& link) { return link ? link->height : 0; }
+    static void Update(Node& node) {
+        node.height = std::max(node.smaller ? node.smaller->height + 1 : 0,
+                               node.larger ? node.larger->height + 1 : 0);
+    }
+    static void Rotate(Link& link, Link Node::*lowered, Link Node::*raised) {
+        Link risen = std::move((*link).*raised);
+        (*link).*raised = std::move((*risen).*lowered);
+        Update(*link);
+        (*risen).*lowered = std::move(link);
+        Update(*risen);
+        link = std::move(risen);
+    }
+    static void Balance(Link& link) {
+        const int skew = HeightOf(link->larger) - HeightOf(link->smaller);
+        if (skew >= 2) {
+            Rotate(link, &Node::smaller, &Node::larger);
+        } else if (skew <= -2) {
+            Rotate(link, &Node::larger, &Node::smaller);
+        }
+    }
+    static bool Insert(Node& node, int key) {
+        if (key == node.key) {
+            return false;
+        }
+        Link& child = key < node.key ? node.smaller : node.larger;
+        bool inserted = true;
+        if (child) {
+            inserted = Insert(*child, key);
+            if (inserted) {
+                Balance(child);
+            }
+        } else {
+            child = std::make_unique<Node>(key);
+        }
+        Update(node);
+        return inserted;
+    }
+    static Link DetachSmallest(Link& link) {
+        if (link->smaller->smaller) {
+            Link least = DetachSmallest(link->smaller);
+            Update(*link);
+            return least;
+        }
+        Link least = std::move(link->smaller);
+        link->smaller = std::move(least->larger);
+        Update(*link);
+        return least;
+    }
+    static bool Remove(Link& link, int key) {
+        Node& node = *link;
+        if (key != node.key) {
+            Link& child = key < node.key ? node.smaller : node.larger;
+            const bool removed = child && Remove(child, key);
+            if (removed && child) {
+                Balance(child);
+            }
+            Update(node);
+            return removed;
+        }
+        Link replacement;
+        if (!node.larger) {
+            replacement = std::move(node.smaller);
+        } else if (!node.smaller) {
+            replacement = std::move(node.larger);
+        } else {
+            if (node.larger->smaller) {
+                replacement = DetachSmallest(node.larger);
+                replacement->larger = std::move(node.larger);
+            } else {
+                replacement = std::move(node.larger);
+            }
+            replacement->smaller = std::move(node.smaller);
+            Update(*replacement);
+        }
+        link = std::move(replacement);
+        return true;
+    }
+
+    Link root;
+};
+
+TEST_F(BtreeTest, ShapesFollowTheRebalancingRulesAfterEveryOperation) {
+    std::mt19937 random(7);
+    IntTree tree;
+    ModelTree model;
+    for (int step = 0; step < 5000; ++step) {
+        const int key = static_cast<int>(random() % 300);
+        const bool insert = random() % 5 < 3;
+        if (insert) {
+            ASSERT_EQ(tree.Insert(key, key), model.Insert(key)) << step;
+        } else {
+            ASSERT_EQ(tree.Remove(key), model.Remove(key)) << step;
+        }
+        ASSERT_TRUE(WellFormed(tree)) << step;
+        ASSERT_TRUE(model.SameShape(RootOf(tree)))
+            << step << ": " << Shape(tree) << " against " << model.Shape();
+    }
+}
+
+// Single rotations leave some nodes leaning, but the height stays close to the best possible.
+TEST_F(BtreeTest, HeightStaysLogarithmic) {
+    std::mt19937 random(11);
+    IntTree ascending;
+    IntTree shuffled;
+    Ints keys(1 << 14);
+    for (int i = 0; i < static_cast<int>(keys.size()); ++i) {
+        ascending.Insert(i, i);
+        keys[static_cast<size_t>(i)] = i;
+    }
+    std::shuffle(keys.begin(), keys.end(), random);
+    for (int key : keys) {
+        shuffled.Insert(key, key);
+    }
+    EXPECT_LE(RootOf(ascending)->Height(), 15);
+    EXPECT_LE(RootOf(shuffled)->Height(), 20);
+    for (size_t i = 0; i < keys.size() / 2; ++i) {
+        shuffled.Remove(keys[i]);
+    }
+    EXPECT_LE(RootOf(shuffled)->Height(), 19);
+}
+
+using BtreeEntries = BtreeTest;
+
+TEST_F(BtreeEntries, InsertingAPresentKeyKeepsTheOldValue) {
+    IntTree tree = MakeTree({1, 2, 3});
+    EXPECT_FALSE(tree.Insert(2, 99));
+    EXPECT_EQ(tree.ConstGet(2), 20);
+    EXPECT_EQ(tree.Size(), 3u);
+}
+
+TEST_F(BtreeEntries, RemovingAnAbsentKeyChangesNothing) {
+    IntTree tree = MakeTree({1, 2, 3});
+    EXPECT_FALSE(tree.Remove(5));
+    EXPECT_FALSE(tree.Remove(0));
+    EXPECT_EQ(tree.Size(), 3u);
+    EXPECT_EQ(Keys(tree), (Ints{1, 2, 3}));
+    IntTree empty;
+    EXPECT_FALSE(empty.Remove(1));
+}
+
+TEST_F(BtreeEntries, LookupsFindEveryKeyAndOnlyThose) {
+    IntTree tree = MakeTree({5, 3, 8, 1, 4});
+    for (int key : {1, 3, 4, 5, 8}) {
+        EXPECT_TRUE(tree.IsMember(key)) << key;
+        EXPECT_EQ(tree.ConstGet(key), key * 10);
+    }
+    EXPECT_FALSE(tree.IsMember(2));
+    EXPECT_FALSE(IntTree().IsMember(2));
+    tree.Get(4) = 7;
+    EXPECT_EQ(tree.ConstGet(4), 7);
+}
+
+// Keys far apart must not wrap around as a 32-bit difference would.
+TEST_F(BtreeEntries, ExtremeIntegerKeysKeepTheirOrder) {
+    IntTree tree;
+    for (int key : {0, INT32_MAX, INT32_MIN, -1, 1}) {
+        tree.Insert(key, 0);
+    }
+    EXPECT_EQ(Keys(tree), (Ints{INT32_MIN, -1, 0, 1, INT32_MAX}));
+    EXPECT_TRUE(tree.IsMember(INT32_MIN));
+}
+
+TEST_F(BtreeEntries, StringKeysFollowByteOrder) {
+    cow_Btree<cow_String, int> tree;
+    for (const char* key : {"b", "a", "\xe9t\xe9", "ab", ""}) {
+        tree.Insert(key, 1);
+    }
+    std::vector<std::string> keys;
+    for (const cow_String& key : Keys(tree)) {
+        keys.emplace_back(key.c_str());
+    }
+    EXPECT_EQ(keys, (std::vector<std::string>{"", "a", "ab", "b", "\xe9t\xe9"}));
+}
+
+TEST(BtreeMisuse, LookupOfAnAbsentKeyReportsAndReadsTheDefault) {
+    AssertRecorder recorder;
+    IntTree tree = MakeTree({1});
+    EXPECT_EQ(tree.ConstGet(2), 0);
+    EXPECT_EQ(tree.Get(3), 0);
+    const vlt::test::AssertReport expected{"node != 0", "include/cow_Btree", 0};
+    ASSERT_EQ(recorder.Reports().size(), 2u);
+    for (const auto& report : recorder.Reports()) {
+        EXPECT_EQ(report.expression, expected.expression);
+        EXPECT_EQ(report.path, expected.path);
+    }
+    EXPECT_EQ(tree.Size(), 1u);
+    EXPECT_FALSE(tree.IsMember(3));
+}
+
+TEST(BtreeMisuse, ReadingAnEndedIteratorReportsAndReadsDefaults) {
+    AssertRecorder recorder;
+    cow_Btree<cow_String, int> tree;
+    tree.Insert("x", 5);
+    cow_BtreeIterator<cow_String, int> it(tree);
+    EXPECT_TRUE(it.IsDone());
+    EXPECT_EQ(it.CurrentKey(), "");
+    EXPECT_EQ(it.CurrentValue(), 0);
+    it.First();
+    it.Next();
+    it.Next();
+    it.Previous();
+    EXPECT_TRUE(it.IsDone());
+    EXPECT_EQ(it.CurrentValue(), 0);
+    EXPECT_EQ(recorder.Expressions(), (std::vector<std::string>(3, "!IsDone()")));
+    EXPECT_EQ(recorder.Reports().front().path, "include/cow_Btree");
+}
+
+using BtreeIteration = BtreeTest;
+
+TEST_F(BtreeIteration, EmptyTreeEndsAtOnceBothWays) {
+    const IntTree tree;
+    cow_BtreeIterator<int, int> it(tree);
+    it.First();
+    EXPECT_TRUE(it.IsDone());
+    it.Last();
+    EXPECT_TRUE(it.IsDone());
+}
+
+TEST_F(BtreeIteration, VisitsKeysInAscendingAndDescendingOrder) {
+    std::mt19937 random(3);
+    IntTree tree;
+    std::map<int, int> expected;
+    for (int i = 0; i < 500; ++i) {
+        const int key = static_cast<int>(random() % 1000);
+        tree.Insert(key, i);
+        expected.emplace(key, i);
+    }
+    const std::vector<std::pair<int, int>> forward(expected.begin(), expected.end());
+    const std::vector<std::pair<int, int>> backward(expected.rbegin(), expected.rend());
+    EXPECT_EQ(Ascending(tree), forward);
+    EXPECT_EQ(Descending(tree), backward);
+}
+
+TEST_F(BtreeIteration, CanTurnRoundAndRestart) {
+    const IntTree tree = MakeTree({4, 2, 6, 1, 3, 5, 7});
+    cow_BtreeIterator<int, int> it(tree);
+    it.First();
+    it.Next();
+    it.Next();
+    EXPECT_EQ(it.CurrentKey(), 3);
+    it.Last();
+    it.Previous();
+    EXPECT_EQ(it.CurrentKey(), 6);
+    EXPECT_EQ(it.CurrentValue(), 60);
+    it.First();
+    EXPECT_EQ(it.CurrentKey(), 1);
+}
+
+TEST_F(BtreeIteration, OrderSurvivesRemovalsOfInnerNodes) {
+    IntTree tree;
+    for (int key = 0; key < 64; ++key) {
+        tree.Insert(key, key);
+    }
+    Ints expected;
+    for (int key = 0; key < 64; ++key) {
+        if (key % 3 != 0) {
+            expected.push_back(key);
+        }
+    }
+    for (int key = 0; key < 64; key += 3) {
+        EXPECT_TRUE(tree.Remove(key));
+    }
+    EXPECT_EQ(Keys(tree), expected);
+    Ints backward;
+    for (const auto& entry : Descending(tree)) {
+        backward.push_back(entry.first);
+    }
+    EXPECT_EQ(backward, Ints(expected.rbegin(), expected.rend()));
+}
+
+using BtreeSharing = BtreeTest;
+
+TEST_F(BtreeSharing, CopyOwnsItsRootAndSharesEverythingBelow) {
+    const IntTree source = MakeTree({4, 2, 6, 1, 3, 5, 7});
+    const IntTree copy(source);
+    EXPECT_NE(RootOf(copy), RootOf(source));
+    EXPECT_EQ(RootOf(copy)->Key(), RootOf(source)->Key());
+    EXPECT_EQ(NodeOf(RootOf(copy)->Smaller()), NodeOf(RootOf(source)->Smaller()));
+    EXPECT_EQ(NodeOf(RootOf(copy)->Larger()), NodeOf(RootOf(source)->Larger()));
+    EXPECT_EQ(RootOf(source)->Larger()->References(), 2);
+}
+
+TEST_F(BtreeSharing, ReadsNeverCopyNodes) {
+    const IntTree source = MakeTree({4, 2, 6, 1, 3, 5, 7});
+    const IntTree copy(source);
+    const auto before = NodesOf(copy);
+    EXPECT_EQ(copy.ConstGet(7), 70);
+    EXPECT_TRUE(copy.IsMember(1));
+    EXPECT_EQ(Ascending(copy), Ascending(source));
+    EXPECT_EQ(NodesOf(copy), before);
+}
+
+// The nodes a write may copy: those on the way to key and on to the smallest node of its
+// larger side, and the children of those that a rotation raises.
+std::set<int> Reach(const IntTree& tree, int key) {
+    std::set<int> reach;
+    const auto add = [&](const auto* node) {
+        reach.insert(node->Key());
+        for (const auto* child : {node->Smaller(), node->Larger()}) {
+            if (child != nullptr) {
+                reach.insert((*child)->Key());
+            }
+        }
+    };
+    const cow_BtreeNode<int, int>* node = RootOf(tree);
+    while (node != nullptr && node->Key() != key) {
+        add(node);
+        node = NodeOf(key < node->Key() ? node->Smaller() : node->Larger());
+    }
+    if (node != nullptr) {
+        add(node);
+        for (node = NodeOf(node->Larger()); node != nullptr; node = NodeOf(node->Smaller())) {
+            add(node);
+        }
+    }
+    return reach;
+}
+
+template <class Write>
+void ExpectOnlyTheReachCopied(const IntTree& source, int key, Write write) {
+    const auto sourceNodes = NodesOf(source);
+    const auto sourceEntries = Ascending(source);
+    const std::set<int> reach = Reach(source, key);
+    IntTree copy(source);
+    write(copy);
+    size_t copied = 0;
+    for (const auto* node : NodesOf(copy)) {
+        if (sourceNodes.count(node) == 0) {
+            ++copied;
+            EXPECT_TRUE(reach.count(node->Key()) != 0 || node->Key() == key)
+                << "copied " << node->Key();
+        }
+    }
+    EXPECT_LE(copied, reach.size() + 1);
+    EXPECT_LT(copied, sourceNodes.size() / 4) << "most of the tree must stay shared";
+    EXPECT_EQ(NodesOf(source), sourceNodes);
+    EXPECT_EQ(Ascending(source), sourceEntries);
+}
+
+IntTree Ladder(int count) {
+    IntTree tree;
+    for (int key = 0; key < count; ++key) {
+        tree.Insert(key * 2, key);
+    }
+    return tree;
+}
+
+TEST_F(BtreeSharing, InsertCopiesOnlyThePathToTheNewKey) {
+    const IntTree source = Ladder(200);
+    for (int key : {-1, 77, 201, 399, 1000}) {
+        ExpectOnlyTheReachCopied(source, key, [&](IntTree& copy) {
+            EXPECT_TRUE(copy.Insert(key, 0));
+            EXPECT_TRUE(WellFormed(copy));
+        });
+    }
+}
+
+TEST_F(BtreeSharing, RemoveCopiesOnlyThePathsToTheKeyAndItsReplacement) {
+    const IntTree source = Ladder(200);
+    const int rootKey = RootOf(source)->Key();
+    for (int key : {0, 100, 222, 398, rootKey}) {
+        ExpectOnlyTheReachCopied(source, key, [&](IntTree& copy) {
+            EXPECT_TRUE(copy.Remove(key));
+            EXPECT_TRUE(WellFormed(copy));
+        });
+    }
+}
+
+TEST_F(BtreeSharing, WritingAValueCopiesOnlyThePathToIt) {
+    const IntTree source = Ladder(200);
+    ExpectOnlyTheReachCopied(source, 150, [&](IntTree& copy) { copy.Get(150) = -5; });
+}
+
+TEST_F(BtreeSharing, SecondWriteWorksInPlace) {
+    IntTree tree = Ladder(50);
+    const IntTree snapshot(tree);
+    tree.Insert(7, 7);
+    const auto afterFirst = NodesOf(tree);
+    tree.Get(7) = 8;
+    tree.Get(10) = 9;
+    EXPECT_EQ(NodesOf(tree), afterFirst);
+    EXPECT_EQ(snapshot.ConstGet(10), 5);
+}
+
+TEST_F(BtreeSharing, AssignmentAndHeapCopyAreIndependent) {
+    IntTree tree = MakeTree({1, 2, 3});
+    IntTree assigned = MakeTree({9});
+    assigned = tree;
+    std::unique_ptr<IntTree> heap(tree.Copy());
+    tree.Remove(2);
+    tree.Insert(4, 40);
+    assigned.Get(1) = -1;
+    EXPECT_EQ(Keys(tree), (Ints{1, 3, 4}));
+    EXPECT_EQ(Ascending(assigned), (std::vector<std::pair<int, int>>{{1, -1}, {2, 20}, {3, 30}}));
+    EXPECT_EQ(Ascending(*heap), (std::vector<std::pair<int, int>>{{1, 10}, {2, 20}, {3, 30}}));
+    EXPECT_EQ(heap->Size(), 3u);
+    assigned = *heap;
+    assigned = assigned;
+    EXPECT_EQ(Keys(assigned), (Ints{1, 2, 3}));
+    assigned = IntTree();
+    EXPECT_EQ(assigned.Size(), 0u);
+    EXPECT_EQ(RootOf(assigned), nullptr);
+}
+
+TEST_F(BtreeSharing, ListValuesAreCopiedOnlyWithTheirNode) {
+    cow_Btree<cow_String, cow_1DArrayList<int, int>> tree;
+    cow_1DArrayList<int, int> list;
+    list.Insert(0, 1);
+    tree.Insert("a", list);
+    tree.Insert("b", list);
+    const auto copy(tree);
+    tree.Get("a").Insert(1, 2);
+    EXPECT_EQ(tree.ConstGet("a").FindFirst(2), 1u);
+    EXPECT_EQ(copy.ConstGet("a").FindFirst(2), 1u) << "the copy's value must not have changed";
+}
+
+// 100,000 random operations against std::map, with copies taken along the way that must keep
+// the contents they had.
+TEST_F(BtreeTest, RandomOperationsAgreeWithStdMapAndCopiesKeepTheirContents) {
+    using Tree = cow_Btree<cow_String, int>;
+    using Oracle = std::map<std::string, int>;
+    std::mt19937 random(2024);
+    Tree tree;
+    Oracle oracle;
+    std::vector<std::pair<Tree, Oracle>> snapshots;
+    const auto check = [](const Tree& t, const Oracle& o) {
+        if (t.Size() != o.size()) {
+            return false;
+        }
+        auto expected = o.begin();
+        cow_BtreeIterator<cow_String, int> it(t);
+        for (it.First(); !it.IsDone(); it.Next(), ++expected) {
+            if (expected->first != it.CurrentKey().c_str() ||
+                expected->second != it.CurrentValue()) {
+                return false;
+            }
+        }
+        return expected == o.end();
+    };
+    for (int step = 0; step < 100000; ++step) {
+        const std::string key = "k" + std::to_string(random() % 3000);
+        const cow_String cowKey(key.c_str());
+        const int value = static_cast<int>(random());
+        switch (random() % 8) {
+        case 0:
+        case 1:
+        case 2:
+            ASSERT_EQ(tree.Insert(cowKey, value), oracle.emplace(key, value).second) << step;
+            break;
+        case 3:
+        case 4:
+            ASSERT_EQ(tree.Remove(cowKey), oracle.erase(key) == 1) << step;
+            break;
+        case 5:
+            if (oracle.count(key) != 0) {
+                tree.Get(cowKey) = value;
+                oracle[key] = value;
+            }
+            break;
+        default: {
+            const auto found = oracle.find(key);
+            ASSERT_EQ(tree.IsMember(cowKey), found != oracle.end()) << step;
+            if (found != oracle.end()) {
+                ASSERT_EQ(tree.ConstGet(cowKey), found->second) << step;
+            }
+        }
+        }
+        ASSERT_EQ(tree.Size(), oracle.size()) << step;
+        if (step % 5000 == 0) {
+            snapshots.emplace_back(tree, oracle);
+        }
+        if (step % 20000 == 0) {
+            for (const auto& [copy, contents] : snapshots) {
+                ASSERT_TRUE(check(copy, contents)) << step;
+            }
+        }
+    }
+    ASSERT_TRUE(check(tree, oracle));
+    ASSERT_TRUE(WellFormed(tree));
+    for (const auto& [copy, contents] : snapshots) {
+        EXPECT_TRUE(check(copy, contents));
+        EXPECT_TRUE(WellFormed(copy));
+    }
+}
+
+} // namespace
