@@ -17,6 +17,7 @@
 #include "vlt_Export.h"
 
 #include <cstddef>
+#include <cstring>
 
 class VLTUTL_API bio_IOmemFilter : public bio_Ofilter, public bio_Ifilter {
 public:
@@ -93,12 +94,30 @@ public:
     const char* Data() const { return buffBeg_; }
 
 private:
+    // The hot paths stay inline: the class is exported, so an out-of-line call would go
+    // through the dynamic linker's indirection.
+    void Append(const void* src, std::size_t n) {
+        if (n > static_cast<std::size_t>(buffEnd_ - putPtr_)) {
+            GrowBy(n);
+        }
+        if (n != 0) {
+            std::memcpy(putPtr_, src, n);
+            putPtr_ += n;
+        }
+    }
+    // n bytes from the get pointer into dst; past the end of the block, reports `text` at
+    // `line` and throws.
+    void Fetch(char* dst, std::size_t n, const char* text, int line) {
+        if (n > static_cast<std::size_t>(buffEnd_ - getPtr_)) {
+            ReadPastEnd(text, line);
+        }
+        if (n != 0) {
+            std::memcpy(dst, getPtr_, n);
+            getPtr_ += n;
+        }
+    }
     void GrowBy(std::size_t n);
-    void Append(const void* src, std::size_t n);
-    // Reports and throws unless n bytes lie between the get pointer and the end of the block.
-    void CheckGet(std::size_t n, const char* text, int line) const;
-    // n bytes from the get pointer into dst, after the check.
-    void Fetch(char* dst, std::size_t n, const char* text, int line);
+    [[noreturn]] static void ReadPastEnd(const char* text, int line);
     template <class T>
     void Take(T& v, const char* text, int line);
     template <class T>

@@ -95,10 +95,6 @@ private:
         extract(v);
         return *this;
     }
-    // The unread bytes of the device's current buffer; a device that has run dry throws.
-    unsigned Unread(char*& where);
-    template <class Copy>
-    void Drain(unsigned n, Copy copy);
     // A string of n bytes from a stream that cannot vouch for them, read in bounded chunks.
     char* ReadChunked(unsigned n);
 

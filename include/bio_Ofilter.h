@@ -103,10 +103,6 @@ private:
         insert(v);
         return *this;
     }
-    // The room of the device's current buffer; a device that has none left throws.
-    unsigned Room(char*& where);
-    template <class Copy>
-    void Pour(unsigned n, Copy copy);
 
     HashTable<void*, unsigned int> pointerLog_;
     uint32_t nextmarker_ = 1;

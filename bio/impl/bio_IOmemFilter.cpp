@@ -64,29 +64,9 @@ void bio_IOmemFilter::GrowBy(std::size_t n) {
     buffEnd_ = block + size;
 }
 
-void bio_IOmemFilter::Append(const void* src, std::size_t n) {
-    if (n == 0) {
-        return;
-    }
-    GrowBy(n);
-    std::memcpy(putPtr_, src, n);
-    putPtr_ += n;
-}
-
-void bio_IOmemFilter::CheckGet(std::size_t n, const char* text, int line) const {
-    if (n <= static_cast<std::size_t>(buffEnd_ - getPtr_)) {
-        return;
-    }
+void bio_IOmemFilter::ReadPastEnd(const char* text, int line) {
     crt_Assert(text, path, line);
     throw omi_FatalError(omi_ReadPastEndMessage, 0);
-}
-
-void bio_IOmemFilter::Fetch(char* dst, std::size_t n, const char* text, int line) {
-    CheckGet(n, text, line);
-    if (n != 0) {
-        std::memcpy(dst, getPtr_, n);
-        getPtr_ += n;
-    }
 }
 
 template <class T>
@@ -195,6 +175,8 @@ void bio_IOmemFilter::shortSwap(char* dst, unsigned n) {
 }
 
 bool bio_IOmemFilter::holdsBytes(unsigned n) {
-    CheckGet(n, "getPtr_ + len <= buffEnd_", 366);
+    if (n > static_cast<std::size_t>(buffEnd_ - getPtr_)) {
+        ReadPastEnd("getPtr_ + len <= buffEnd_", 366);
+    }
     return true;
 }

@@ -25,48 +25,30 @@ unsigned long readCount = 0;
 
 } // namespace
 
+using namespace vlt::detail;
+
 bio_Ifilter::bio_Ifilter(bio_Idevice* device) : pointerLog_(pointerLogBuckets), idev_(device) {}
 
 bio_Ifilter::~bio_Ifilter() = default;
 
-unsigned bio_Ifilter::Unread(char*& where) {
-    CRT_CHECK(idev_ != nullptr, "idev_ != 0", path);
-    const unsigned unread = idev_ != nullptr ? idev_->iRemnant(where) : 0;
-    if (unread == 0) {
-        vlt::detail::bio_ThrowBrokenConnection();
-    }
-    return unread;
-}
-
-// Takes bytes from the device's buffers through copy(where, done, k), which moves k bytes
-// from where into bytes [done, done + k) of the destination, until n bytes are taken. Every
-// move stops on a device that has run dry: going on would spin forever.
-template <class Copy>
-void bio_Ifilter::Drain(unsigned n, Copy copy) {
-    for (unsigned done = 0; done < n;) {
-        char* where = nullptr;
-        const unsigned k = std::min(Unread(where), n - done);
-        copy(where, done, k);
-        idev_->iConsume(k);
-        done += k;
-    }
+void vlt::detail::bio_NoData(const bio_Idevice* device) {
+    CRT_CHECK(device != nullptr, "idev_ != 0", path);
+    bio_ThrowBrokenConnection();
 }
 
 void bio_Ifilter::longMove(char* dst, unsigned n) {
-    Drain(n, [dst](const char* where, unsigned done, unsigned k) {
+    bio_Drain(idev_, n, [dst](const char* where, unsigned done, unsigned k) {
         std::memcpy(dst + done, where, k);
     });
 }
 
 void bio_Ifilter::shortMove(char* dst, unsigned n) {
-    Drain(n, [dst](const char* where, unsigned done, unsigned k) {
-        vlt::detail::bio_CopySmall(dst + done, where, k);
-    });
+    bio_ShortMoveIn(idev_, dst, n);
 }
 
 // Byte i of the stream lands at dst[n - 1 - i].
 void bio_Ifilter::shortSwap(char* dst, unsigned n) {
-    Drain(n, [dst, n](const char* where, unsigned done, unsigned k) {
+    bio_Drain(idev_, n, [dst, n](const char* where, unsigned done, unsigned k) {
         for (unsigned i = 0; i < k; ++i) {
             dst[n - 1 - (done + i)] = where[i];
         }

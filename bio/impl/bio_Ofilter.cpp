@@ -4,8 +4,9 @@
 #include "bio_Moves.h"
 #include "crt_Assert.h"
 
-#include <algorithm>
 #include <fstream>
+
+using namespace vlt::detail;
 
 namespace {
 
@@ -21,42 +22,26 @@ bio_Ofilter::bio_Ofilter(bio_Odevice* device) : pointerLog_(pointerLogBuckets), 
 
 bio_Ofilter::~bio_Ofilter() = default;
 
-unsigned bio_Ofilter::Room(char*& where) {
-    CRT_CHECK(odev_ != nullptr, "odev_ != 0", path);
-    // A device without room would make the moves spin: it is taken as a lost connection.
-    const unsigned room = odev_ != nullptr ? odev_->oRemnant(where) : 0;
-    if (room == 0) {
-        vlt::detail::bio_ThrowBrokenConnection();
-    }
-    return room;
-}
-
-// Hands the device's buffers to copy(where, done, k), which fills k bytes at where with bytes
-// [done, done + k) of the request, until n bytes are placed.
-template <class Copy>
-void bio_Ofilter::Pour(unsigned n, Copy copy) {
-    for (unsigned done = 0; done < n;) {
-        char* where = nullptr;
-        const unsigned k = std::min(Room(where), n - done);
-        copy(where, done, k);
-        odev_->oConsume(k);
-        done += k;
-    }
+void vlt::detail::bio_NoRoom(const bio_Odevice* device) {
+    CRT_CHECK(device != nullptr, "odev_ != 0", path);
+    bio_ThrowBrokenConnection();
 }
 
 void bio_Ofilter::longMove(const char* src, unsigned n) {
-    Pour(n, [src](char* where, unsigned done, unsigned k) { std::memcpy(where, src + done, k); });
+    bio_Pour(odev_, n,
+             [src](char* where, unsigned done, unsigned k) { std::memcpy(where, src + done, k); });
 }
 
 void bio_Ofilter::shortMove(const char* src, unsigned n) {
-    Pour(n, [src](char* where, unsigned done, unsigned k) {
-        vlt::detail::bio_CopySmall(where, src + done, k);
-    });
+    bio_ShortMoveOut(odev_, src, n);
 }
 
+// Byte i of the request comes from the value's byte n - 1 - i.
 void bio_Ofilter::shortSwap(const char* src, unsigned n) {
-    Pour(n, [src, n](char* where, unsigned done, unsigned k) {
-        vlt::detail::bio_CopyReversed(where, src + (n - 1 - done), k);
+    bio_Pour(odev_, n, [src, n](char* where, unsigned done, unsigned k) {
+        for (unsigned i = 0; i < k; ++i) {
+            where[i] = src[n - 1 - (done + i)];
+        }
     });
 }
 

@@ -141,20 +141,6 @@ void bio_GetVector(T* v, std::size_t n, Get get) {
     }
 }
 
-// A scalar through the filter's shortMove, as the internal filters stream them.
-template <class T>
-void bio_ShortInsert(bio_Ofilter& f, const T& v) {
-    const bio_StreamForm<T> s = bio_ToStream(v);
-    f.shortMove(reinterpret_cast<const char*>(&s), sizeof s);
-}
-
-template <class T>
-void bio_ShortExtract(bio_Ifilter& f, T& v) {
-    bio_StreamForm<T> s{};
-    f.shortMove(reinterpret_cast<char*>(&s), sizeof s);
-    v = bio_FromStream<T>(s);
-}
-
 // A string record: signed 32-bit length, then the bytes without the terminator.
 inline void bio_InsertString(bio_Ofilter& f, const char* s) {
     const int length = bio_ClipSigned(s != nullptr ? static_cast<long long>(std::strlen(s)) : 0);

@@ -150,3 +150,40 @@ TEST(InputDevice, NegativeStringLengthIsReportedAndReadsEmpty) {
 }
 
 } // namespace
+
+namespace {
+
+// Client filters that exchange big-endian scalars by routing shortMove to shortSwap.
+class BigEndianOut : public bio_OinternalFilter {
+public:
+    using bio_OinternalFilter::bio_OinternalFilter;
+    void shortMove(const char* src, unsigned n) override { shortSwap(src, n); }
+};
+
+class BigEndianIn : public bio_IinternalFilter {
+public:
+    using bio_IinternalFilter::bio_IinternalFilter;
+    void shortMove(char* dst, unsigned n) override { shortSwap(dst, n); }
+};
+
+TEST(ClientFilter, ScalarsGoThroughAnOverriddenShortMove) {
+    PieceSink sink(16);
+    BigEndianOut out(sink);
+    out << 0x01020304 << static_cast<short>(0x0506) << "ab";
+    sink.donePushing();
+    EXPECT_EQ(sink.Pushed(), std::string("\x01\x02\x03\x04\x05\x06\x00\x00\x00\x02"
+                                         "ab",
+                                         12));
+    PieceSource source(sink.Pushed(), 5);
+    BigEndianIn in(source);
+    int i = 0;
+    short s = 0;
+    char* text = nullptr;
+    in >> i >> s >> text;
+    std::unique_ptr<char[]> own(text);
+    EXPECT_EQ(i, 0x01020304);
+    EXPECT_EQ(s, 0x0506);
+    EXPECT_STREQ(text, "ab");
+}
+
+} // namespace
