@@ -3,6 +3,11 @@ set(VLT_SANITIZE "" CACHE STRING "Sanitizers to build with: address, thread or e
 
 function(vlt_compile_options target)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic)
+    # Calls between a library's own exported functions need not go through the PLT: nobody
+    # interposes them.
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        target_compile_options(${target} PRIVATE -fno-semantic-interposition)
+    endif()
     if(VLT_WERROR)
         target_compile_options(${target} PRIVATE -Werror)
     endif()
