@@ -50,7 +50,9 @@ private:
 
 // String keys take their bits alternately from the front and the back of the text (first byte,
 // last byte, second byte, second-to-last byte, ...), the lowest bit of each byte; past the
-// length every bit is 0. The empty key reads its terminating 0 at depth 0.
+// length every bit is 0. The empty key reads its terminating 0 at depth 0. A key of n bytes thus
+// has n + 1 bits of its own, and keys that agree in all of them continue along one 0-branch
+// chain: deliberate, large maps need keys long enough to tell them apart.
 template <>
 class cow_MapBranchBits<cow_String> {
 public:
