@@ -40,7 +40,7 @@ public:
     // Sets levels from "name=digits" items separated by commas ("obj=2,nex=1"); no digits
     // mean 0. A malformed item stops the parse with false; an unknown name is skipped and
     // makes the answer false.
-    static bool ParseDebugFlags(const char* specification);
+    static bool ParseDebugFlags(const char* flags);
 
 private:
     static int facilityOf(const char* name);

@@ -73,9 +73,9 @@ bool typ_DebugFlags::SetDebugFlags(const char* name, int level) {
     return true;
 }
 
-bool typ_DebugFlags::ParseDebugFlags(const char* specification) {
+bool typ_DebugFlags::ParseDebugFlags(const char* flags) {
     bool allKnown = true;
-    const char* p = specification != nullptr ? specification : "";
+    const char* p = flags != nullptr ? flags : "";
     while (*p != '\0') {
         std::string name;
         while (*p != '\0' && *p != '=' && *p != ',') {
