@@ -170,7 +170,11 @@ public:
 
     // Equal lengths and elements. Arrays that share their first element are equal without
     // looking further, as published, even where later blocks differ.
-    bool IsEqual(const cow_1DArray& other) const requires std::same_as<T, int>;
+    // A member template, so that instantiating the whole class for other element types never
+    // instantiates it (Clang 14 would, for a constrained ordinary member).
+    template <class U = T>
+    requires std::same_as<U, int>
+    bool IsEqual(const cow_1DArray& other) const;
 
 private:
     // The table entry of an element, for the inline accesses. Only power-of-two block sizes,
@@ -520,7 +524,9 @@ void cow_1DArray<T>::ApplyDiff(const cow_1DArray& diff) {
 }
 
 template <class T>
-bool cow_1DArray<T>::IsEqual(const cow_1DArray& other) const requires std::same_as<T, int> {
+template <class U>
+requires std::same_as<U, int>
+bool cow_1DArray<T>::IsEqual(const cow_1DArray& other) const {
     const uint64_t length = Length();
     if (length != other.Length()) {
         return false;
