@@ -59,6 +59,10 @@ VLTUTL_API pnt_PrettyPrint& obj_PrintP0Obj(pnt_PrettyPrint& pp, const void* p, u
 VLTUTL_API void* obj_DeepCopyP0Ptr(const void* p, unsigned type);
 
 namespace vlt::detail {
+// obj_InputP0Ptr that also gives the record's marker and whether *p is an object this call
+// created (rather than null or a back-reference), for callers that own only what they create.
+VLTUTL_API bio_Ifilter& obj_InputP0PtrOwned(bio_Ifilter& in, void** p, unsigned expected,
+                                            unsigned& actual, unsigned& marker, bool& created);
 // obj_InputP0Obj that also says whether p now holds an object, so that a typed caller can
 // destroy it when an exception leaves the read half done.
 VLTUTL_API bio_Ifilter& obj_InputP0ObjInto(bio_Ifilter& in, void* p, unsigned expected,
