@@ -82,6 +82,49 @@ std::unique_ptr<bio_IOmemFilter> FilledMem(const std::vector<double>& values) {
     return mem;
 }
 
+// One cereal archive of type Archive over caller memory, handed to body.
+template <class Archive, class Stream, class Body>
+void WithArchive(char* memory, std::size_t bytes, Body body) {
+    MemoryStreamBuf buf(memory, bytes);
+    Stream stream(&buf);
+    Archive archive(stream);
+    body(archive);
+}
+
+// The bytes of the values, as every filter writes them.
+std::vector<char> ImageOf(const std::vector<double>& values) {
+    std::vector<char> memory(values.size() * sizeof(double));
+    std::memcpy(memory.data(), values.data(), memory.size());
+    return memory;
+}
+
+// The sum of n doubles, each read through read(v).
+template <class ReadOne>
+double SumOf(std::size_t n, ReadOne read) {
+    double sum = 0;
+    double v = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        read(v);
+        sum += v;
+    }
+    return sum;
+}
+
+// Each pass reads a memory filter that fill() made with the timer stopped; the filter is
+// destroyed with the timer stopped too.
+template <class Fill, class Read>
+void ReadFreshFilters(benchmark::State& state, Fill fill, Read read) {
+    for (auto _ : state) {
+        state.PauseTiming();
+        std::unique_ptr<bio_IOmemFilter> mem = fill();
+        state.ResumeTiming();
+        read(*mem);
+        state.PauseTiming();
+        mem.reset();
+        state.ResumeTiming();
+    }
+}
+
 void SetBytes(benchmark::State& state, std::size_t bytes) {
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * bytes));
 }
@@ -115,17 +158,20 @@ void BM_DoubleScalarWrite_InternalLoopback(benchmark::State& state) {
     SetBytes(state, bytes);
 }
 
+void WriteEachToCereal(char* memory, std::size_t bytes, const std::vector<double>& values) {
+    WithArchive<cereal::BinaryOutputArchive, std::ostream>(memory, bytes, [&](auto& archive) {
+        for (const double& v : values) {
+            archive(v);
+        }
+    });
+}
+
 void BM_DoubleScalarWrite_Cereal(benchmark::State& state) {
     const std::vector<double> values = Doubles(Size(10'000'000));
     const std::size_t bytes = values.size() * sizeof(double);
     std::vector<char> memory(bytes);
     for (auto _ : state) {
-        MemoryStreamBuf buf(memory.data(), bytes);
-        std::ostream os(&buf);
-        cereal::BinaryOutputArchive archive(os);
-        for (const double& v : values) {
-            archive(v);
-        }
+        WriteEachToCereal(memory.data(), bytes, values);
         benchmark::ClobberMemory();
     }
     SetBytes(state, bytes);
@@ -137,12 +183,7 @@ void BM_DoubleScalarWrite_CerealFresh(benchmark::State& state) {
     const std::size_t bytes = values.size() * sizeof(double);
     for (auto _ : state) {
         std::unique_ptr<char[]> memory(new char[bytes]);
-        MemoryStreamBuf buf(memory.get(), bytes);
-        std::ostream os(&buf);
-        cereal::BinaryOutputArchive archive(os);
-        for (const double& v : values) {
-            archive(v);
-        }
+        WriteEachToCereal(memory.get(), bytes, values);
         benchmark::DoNotOptimize(memory.get());
     }
     SetBytes(state, bytes);
@@ -166,19 +207,9 @@ void BM_DoubleScalarWrite_Memcpy(benchmark::State& state) {
 void BM_DoubleScalarRead_IOmemFilter(benchmark::State& state) {
     const std::vector<double> values = Doubles(Size(10'000'000));
     double sum = 0;
-    for (auto _ : state) {
-        state.PauseTiming();
-        std::unique_ptr<bio_IOmemFilter> mem = FilledMem(values);
-        state.ResumeTiming();
-        double v = 0;
-        for (std::size_t i = 0; i < values.size(); ++i) {
-            *mem >> v;
-            sum += v;
-        }
-        state.PauseTiming();
-        mem.reset();
-        state.ResumeTiming();
-    }
+    ReadFreshFilters(
+        state, [&] { return FilledMem(values); },
+        [&](bio_IOmemFilter& mem) { sum += SumOf(values.size(), [&](double& v) { mem >> v; }); });
     benchmark::DoNotOptimize(sum);
     SetBytes(state, values.size() * sizeof(double));
 }
@@ -191,11 +222,7 @@ void BM_DoubleScalarRead_InternalLoopback(benchmark::State& state) {
     double sum = 0;
     for (auto _ : state) {
         loop.buffer.rd_off = 0;
-        double v = 0;
-        for (std::size_t i = 0; i < values.size(); ++i) {
-            loop.in >> v;
-            sum += v;
-        }
+        sum += SumOf(values.size(), [&](double& v) { loop.in >> v; });
     }
     benchmark::DoNotOptimize(sum);
     SetBytes(state, bytes);
@@ -203,41 +230,30 @@ void BM_DoubleScalarRead_InternalLoopback(benchmark::State& state) {
 
 void BM_DoubleScalarRead_Cereal(benchmark::State& state) {
     const std::vector<double> values = Doubles(Size(10'000'000));
-    const std::size_t bytes = values.size() * sizeof(double);
-    std::vector<char> memory(bytes);
-    std::memcpy(memory.data(), values.data(), bytes);
+    std::vector<char> memory = ImageOf(values);
     double sum = 0;
     for (auto _ : state) {
-        MemoryStreamBuf buf(memory.data(), bytes);
-        std::istream is(&buf);
-        cereal::BinaryInputArchive archive(is);
-        double v = 0;
-        for (std::size_t i = 0; i < values.size(); ++i) {
-            archive(v);
-            sum += v;
-        }
+        WithArchive<cereal::BinaryInputArchive, std::istream>(
+            memory.data(), memory.size(),
+            [&](auto& archive) { sum += SumOf(values.size(), [&](double& v) { archive(v); }); });
     }
     benchmark::DoNotOptimize(sum);
-    SetBytes(state, bytes);
+    SetBytes(state, memory.size());
 }
 
 void BM_DoubleScalarRead_Memcpy(benchmark::State& state) {
     const std::vector<double> values = Doubles(Size(10'000'000));
-    const std::size_t bytes = values.size() * sizeof(double);
-    std::vector<char> memory(bytes);
-    std::memcpy(memory.data(), values.data(), bytes);
+    std::vector<char> memory = ImageOf(values);
     double sum = 0;
     for (auto _ : state) {
         const char* p = memory.data();
-        double v = 0;
-        for (std::size_t i = 0; i < values.size(); ++i) {
+        sum += SumOf(values.size(), [&](double& v) {
             std::memcpy(&v, p, sizeof v);
             p += sizeof v;
-            sum += v;
-        }
+        });
     }
     benchmark::DoNotOptimize(sum);
-    SetBytes(state, bytes);
+    SetBytes(state, memory.size());
 }
 
 // ---- doubles as one vector ----
@@ -270,10 +286,9 @@ void BM_DoubleVectorWrite_Cereal(benchmark::State& state) {
     const std::size_t bytes = values.size() * sizeof(double);
     std::vector<char> memory(bytes);
     for (auto _ : state) {
-        MemoryStreamBuf buf(memory.data(), bytes);
-        std::ostream os(&buf);
-        cereal::BinaryOutputArchive archive(os);
-        archive(cereal::binary_data(values.data(), bytes));
+        WithArchive<cereal::BinaryOutputArchive, std::ostream>(
+            memory.data(), bytes,
+            [&](auto& archive) { archive(cereal::binary_data(values.data(), bytes)); });
         benchmark::ClobberMemory();
     }
     SetBytes(state, bytes);
@@ -294,28 +309,23 @@ void BM_DoubleVectorWrite_MemcpyFresh(benchmark::State& state) {
 // Into reused memory, as the loopback writes.
 void BM_DoubleVectorWrite_MemcpyReused(benchmark::State& state) {
     const std::vector<double> values = Doubles(Size(10'000'000));
-    const std::size_t bytes = values.size() * sizeof(double);
-    std::vector<char> memory(bytes);
+    std::vector<char> memory(values.size() * sizeof(double));
     for (auto _ : state) {
-        std::memcpy(memory.data(), values.data(), bytes);
+        std::memcpy(memory.data(), values.data(), memory.size());
         benchmark::ClobberMemory();
     }
-    SetBytes(state, bytes);
+    SetBytes(state, memory.size());
 }
 
 void BM_DoubleVectorRead_IOmemFilter(benchmark::State& state) {
     const std::vector<double> values = Doubles(Size(10'000'000));
     std::vector<double> back(values.size());
-    for (auto _ : state) {
-        state.PauseTiming();
-        std::unique_ptr<bio_IOmemFilter> mem = FilledMem(values);
-        state.ResumeTiming();
-        mem->extractVector(back.data(), static_cast<unsigned>(back.size()));
-        benchmark::ClobberMemory();
-        state.PauseTiming();
-        mem.reset();
-        state.ResumeTiming();
-    }
+    ReadFreshFilters(
+        state, [&] { return FilledMem(values); },
+        [&](bio_IOmemFilter& mem) {
+            mem.extractVector(back.data(), static_cast<unsigned>(back.size()));
+            benchmark::ClobberMemory();
+        });
     SetBytes(state, values.size() * sizeof(double));
 }
 
@@ -335,18 +345,15 @@ void BM_DoubleVectorRead_InternalLoopback(benchmark::State& state) {
 
 void BM_DoubleVectorRead_Cereal(benchmark::State& state) {
     const std::vector<double> values = Doubles(Size(10'000'000));
-    const std::size_t bytes = values.size() * sizeof(double);
-    std::vector<char> memory(bytes);
-    std::memcpy(memory.data(), values.data(), bytes);
+    std::vector<char> memory = ImageOf(values);
     std::vector<double> back(values.size());
     for (auto _ : state) {
-        MemoryStreamBuf buf(memory.data(), bytes);
-        std::istream is(&buf);
-        cereal::BinaryInputArchive archive(is);
-        archive(cereal::binary_data(back.data(), bytes));
+        WithArchive<cereal::BinaryInputArchive, std::istream>(
+            memory.data(), memory.size(),
+            [&](auto& archive) { archive(cereal::binary_data(back.data(), memory.size())); });
         benchmark::ClobberMemory();
     }
-    SetBytes(state, bytes);
+    SetBytes(state, memory.size());
 }
 
 void BM_DoubleVectorRead_Memcpy(benchmark::State& state) {
@@ -362,14 +369,47 @@ void BM_DoubleVectorRead_Memcpy(benchmark::State& state) {
 
 // ---- short strings ----
 
+template <class Filter>
+void WriteStrings(Filter& out, const std::vector<std::string>& values) {
+    for (const std::string& s : values) {
+        out << s.c_str();
+    }
+}
+
+void WriteStringsToCereal(char* memory, std::size_t bytes, const std::vector<std::string>& values) {
+    WithArchive<cereal::BinaryOutputArchive, std::ostream>(memory, bytes, [&](auto& archive) {
+        for (const std::string& s : values) {
+            archive(s);
+        }
+    });
+}
+
+// Reads n strings through `in`, which answers each string's first byte.
+template <class ReadFirstByte>
+std::size_t SumOfFirstBytes(std::size_t n, ReadFirstByte in) {
+    std::size_t total = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        total += in();
+    }
+    return total;
+}
+
+// One filter string: its first byte, then freed.
+template <class Filter>
+unsigned char TakeFilterString(Filter& in) {
+    char* s = nullptr;
+    in >> s;
+    const auto first = static_cast<unsigned char>(s[0]);
+    delete[] s;
+    return first;
+}
+
 void BM_StringWrite_IOmemFilter(benchmark::State& state) {
     const std::vector<std::string> values = Strings(Size(1'000'000));
     const std::size_t bytes = StringBytes(values, 4);
     for (auto _ : state) {
         bio_IOmemFilter mem(static_cast<unsigned>(bytes));
-        for (const std::string& s : values) {
-            mem << s.c_str();
-        }
+        WriteStrings(mem, values);
         benchmark::DoNotOptimize(mem.Data());
     }
     SetBytes(state, bytes);
@@ -381,9 +421,7 @@ void BM_StringWrite_InternalLoopback(benchmark::State& state) {
     Loopback loop(bytes);
     for (auto _ : state) {
         loop.Rewind();
-        for (const std::string& s : values) {
-            loop.out << s.c_str();
-        }
+        WriteStrings(loop.out, values);
         benchmark::ClobberMemory();
     }
     SetBytes(state, bytes);
@@ -394,12 +432,7 @@ void BM_StringWrite_Cereal(benchmark::State& state) {
     const std::size_t bytes = StringBytes(values, 8);
     std::vector<char> memory(bytes);
     for (auto _ : state) {
-        MemoryStreamBuf buf(memory.data(), bytes);
-        std::ostream os(&buf);
-        cereal::BinaryOutputArchive archive(os);
-        for (const std::string& s : values) {
-            archive(s);
-        }
+        WriteStringsToCereal(memory.data(), bytes, values);
         benchmark::ClobberMemory();
     }
     SetBytes(state, bytes);
@@ -409,23 +442,14 @@ void BM_StringRead_IOmemFilter(benchmark::State& state) {
     const std::vector<std::string> values = Strings(Size(1'000'000));
     const std::size_t bytes = StringBytes(values, 4);
     std::size_t total = 0;
-    for (auto _ : state) {
-        state.PauseTiming();
+    const auto fill = [&] {
         auto mem = std::make_unique<bio_IOmemFilter>(static_cast<unsigned>(bytes));
-        for (const std::string& s : values) {
-            *mem << s.c_str();
-        }
-        state.ResumeTiming();
-        for (std::size_t i = 0; i < values.size(); ++i) {
-            char* s = nullptr;
-            *mem >> s;
-            total += static_cast<unsigned char>(s[0]);
-            delete[] s;
-        }
-        state.PauseTiming();
-        mem.reset();
-        state.ResumeTiming();
-    }
+        WriteStrings(*mem, values);
+        return mem;
+    };
+    ReadFreshFilters(state, fill, [&](bio_IOmemFilter& mem) {
+        total += SumOfFirstBytes(values.size(), [&] { return TakeFilterString(mem); });
+    });
     benchmark::DoNotOptimize(total);
     SetBytes(state, bytes);
 }
@@ -434,18 +458,11 @@ void BM_StringRead_InternalLoopback(benchmark::State& state) {
     const std::vector<std::string> values = Strings(Size(1'000'000));
     const std::size_t bytes = StringBytes(values, 4);
     Loopback loop(bytes);
-    for (const std::string& s : values) {
-        loop.out << s.c_str();
-    }
+    WriteStrings(loop.out, values);
     std::size_t total = 0;
     for (auto _ : state) {
         loop.buffer.rd_off = 0;
-        for (std::size_t i = 0; i < values.size(); ++i) {
-            char* s = nullptr;
-            loop.in >> s;
-            total += static_cast<unsigned char>(s[0]);
-            delete[] s;
-        }
+        total += SumOfFirstBytes(values.size(), [&] { return TakeFilterString(loop.in); });
     }
     benchmark::DoNotOptimize(total);
     SetBytes(state, bytes);
@@ -455,24 +472,17 @@ void BM_StringRead_Cereal(benchmark::State& state) {
     const std::vector<std::string> values = Strings(Size(1'000'000));
     const std::size_t bytes = StringBytes(values, 8);
     std::vector<char> memory(bytes);
-    {
-        MemoryStreamBuf buf(memory.data(), bytes);
-        std::ostream os(&buf);
-        cereal::BinaryOutputArchive archive(os);
-        for (const std::string& s : values) {
-            archive(s);
-        }
-    }
+    WriteStringsToCereal(memory.data(), bytes, values);
     std::size_t total = 0;
     for (auto _ : state) {
-        MemoryStreamBuf buf(memory.data(), bytes);
-        std::istream is(&buf);
-        cereal::BinaryInputArchive archive(is);
-        for (std::size_t i = 0; i < values.size(); ++i) {
-            std::string s;
-            archive(s);
-            total += static_cast<unsigned char>(s[0]);
-        }
+        WithArchive<cereal::BinaryInputArchive, std::istream>(
+            memory.data(), bytes, [&](auto& archive) {
+                total += SumOfFirstBytes(values.size(), [&] {
+                    std::string s;
+                    archive(s);
+                    return static_cast<unsigned char>(s[0]);
+                });
+            });
     }
     benchmark::DoNotOptimize(total);
     SetBytes(state, bytes);

@@ -12,6 +12,7 @@
 // default memory devices, which it never uses. One thread at a time.
 #pragma once
 
+#include "bio_FilterOverrides.h"
 #include "bio_Ifilter.h"
 #include "bio_Ofilter.h"
 #include "vlt_Export.h"
@@ -27,59 +28,13 @@ public:
     // Makes room for n more bytes at the put pointer.
     void Grow(unsigned n);
 
-    void insert(const char* s) override;
-    void insert(const double& v) override;
-    void insert(const float& v) override;
-    void insert(const unsigned long& v) override;
-    void insert(const long& v) override;
-    void insert(const unsigned int& v) override;
-    void insert(const int& v) override;
-    void insert(const unsigned short& v) override;
-    void insert(const short& v) override;
-    void insert(const unsigned char& v) override;
-    void insert(const char& v) override;
-    void insert(const bool& v) override;
+    BIO_OFILTER_VALUE_OVERRIDES
 
     void longMove(const char* src, unsigned n) override;
     void shortMove(const char* src, unsigned n) override;
     void shortSwap(const char* src, unsigned n) override;
 
-    void insertVector(const double* v, unsigned n) override;
-    void insertVector(const float* v, unsigned n) override;
-    void insertVector(const unsigned long* v, unsigned n) override;
-    void insertVector(const long* v, unsigned n) override;
-    void insertVector(const unsigned int* v, unsigned n) override;
-    void insertVector(const int* v, unsigned n) override;
-    void insertVector(const unsigned short* v, unsigned n) override;
-    void insertVector(const short* v, unsigned n) override;
-    void insertVector(const unsigned char* v, unsigned n) override;
-    void insertVector(const char* v, unsigned n) override;
-    void insertVector(const bool* v, unsigned n) override;
-
-    void extract(char*& dst, unsigned n) override;
-    void extract(double& v) override;
-    void extract(float& v) override;
-    void extract(unsigned long& v) override;
-    void extract(long& v) override;
-    void extract(unsigned int& v) override;
-    void extract(int& v) override;
-    void extract(unsigned short& v) override;
-    void extract(short& v) override;
-    void extract(unsigned char& v) override;
-    void extract(char& v) override;
-    void extract(bool& v) override;
-
-    void extractVector(double* v, unsigned n) override;
-    void extractVector(float* v, unsigned n) override;
-    void extractVector(unsigned long* v, unsigned n) override;
-    void extractVector(long* v, unsigned n) override;
-    void extractVector(unsigned int* v, unsigned n) override;
-    void extractVector(int* v, unsigned n) override;
-    void extractVector(unsigned short* v, unsigned n) override;
-    void extractVector(short* v, unsigned n) override;
-    void extractVector(unsigned char* v, unsigned n) override;
-    void extractVector(char* v, unsigned n) override;
-    void extractVector(bool* v, unsigned n) override;
+    BIO_IFILTER_VALUE_OVERRIDES
 
     void longMove(char* dst, unsigned n) override;
     void shortMove(char* dst, unsigned n) override;

@@ -6,6 +6,7 @@
 // bytes. On input a bool is true for any non-zero byte, so that no invalid bool is ever made.
 #pragma once
 
+#include "bio_FilterOverrides.h"
 #include "bio_Ifilter.h"
 #include "bio_Ofilter.h"
 #include "crt_Assert.h"
@@ -20,20 +21,6 @@
 
 static_assert(std::endian::native == std::endian::little,
               "the binary encoding is little-endian and is written without swapping");
-
-// Calls X(T) for every value type of the filters, in their slot order.
-#define BIO_FOR_EACH_VALUE_TYPE(X)                                                                 \
-    X(double)                                                                                      \
-    X(float)                                                                                       \
-    X(unsigned long)                                                                               \
-    X(long)                                                                                        \
-    X(unsigned int)                                                                                \
-    X(int)                                                                                         \
-    X(unsigned short)                                                                              \
-    X(short)                                                                                       \
-    X(unsigned char)                                                                               \
-    X(char)                                                                                        \
-    X(bool)
 
 namespace vlt::detail {
 
