@@ -79,14 +79,7 @@ Map Build(const Keys& keys) {
 template <class Map>
 void BM_BtreeInsert(benchmark::State& state) {
     const auto keys = KeysFor<Map>(RandomKeys(Size(state.range(0))));
-    for (auto _ : state) {
-        Map map = Build<Map>(keys);
-        benchmark::DoNotOptimize(map);
-        state.PauseTiming();
-        map = Map();
-        state.ResumeTiming();
-    }
-    state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(keys.size()));
+    vlt::bench::TimeBuilds(state, keys.size(), [&] { return Build<Map>(keys); });
 }
 
 // Every key once, in an order other than the insertion order.

@@ -140,14 +140,7 @@ Map Build(const std::vector<typename Ops<Map>::Key>& keys) {
 template <class Map>
 void BM_Insert(benchmark::State& state) {
     const auto& keys = KeysFor<Map>(state);
-    for (auto _ : state) {
-        Map map = Build<Map>(keys);
-        benchmark::DoNotOptimize(map);
-        state.PauseTiming();
-        map = Map();
-        state.ResumeTiming();
-    }
-    state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(keys.size()));
+    vlt::bench::TimeBuilds(state, keys.size(), [&] { return Build<Map>(keys); });
 }
 
 // Every key once, in an order unrelated to insertion.
