@@ -19,6 +19,7 @@
 // included. Counters are plain integers.
 #pragma once
 
+#include "cio_Element.h"
 #include "cow_List.h"
 #include "cow_OutOfRange.h"
 #include "cow_String.h"
@@ -68,6 +69,11 @@ template <class T, class A>
 class cow_1DArrayList;
 template <class T, class A>
 class cow_1DArrayListIter;
+
+namespace vlt::detail {
+// The list fields that the list's stream functions read and write.
+struct cio_1DArrayListAccess;
+} // namespace vlt::detail
 
 namespace vlt::detail {
 // Element equality of the list operations: `==`, and for lists of lists the inner list's
@@ -175,6 +181,14 @@ public:
     template <class U = T>
     requires std::same_as<U, int>
     bool IsEqual(const cow_1DArray& other) const;
+
+    // The array on a stream: u32 block count, u32 block size, then per block an i32 flag, 0 for
+    // a block never made, 1 for a present block followed by all of its elements.
+    static bio_Ofilter& WriteData(bio_Ofilter& out, const void* array);
+    // Replaces the array with one read from the stream.
+    static void ReadData(bio_Ifilter& in, void* array);
+    // "[", one item per block ("..." for a block never made), "]".
+    static pnt_PrettyPrint& PrintData(pnt_PrettyPrint& pp, const void* array);
 
 private:
     // The table entry of an element, for the inline accesses. Only power-of-two block sizes,
@@ -297,6 +311,7 @@ public:
 
 private:
     friend class cow_1DArrayListIter<T, A>;
+    friend struct vlt::detail::cio_1DArrayListAccess;
 
     // storage[to] = storage[from], taking the value.
     void MoveElement(unsigned to, unsigned from) {
@@ -698,6 +713,99 @@ bool cow_1DArrayList<T, A>::IsEqual(const cow_1DArrayList& other) const {
     }
     return true;
 }
+
+template <class T>
+bio_Ofilter& cow_1DArray<T>::WriteData(bio_Ofilter& out, const void* object) {
+    const cow_1DArray& array = *static_cast<const cow_1DArray*>(object);
+    out << array.blockCount << array.blockSize;
+    for (unsigned block = 0; block < array.blockCount; ++block) {
+        const Block* entry = array.table[block];
+        const int present = entry != nullptr ? 1 : 0;
+        out << present;
+        if (entry != nullptr) {
+            vlt::detail::cio_WriteRun(out, entry->data.get(), array.blockSize);
+        }
+    }
+    return out;
+}
+
+// Blocks are made only for a non-zero block size: a block of no elements could not serve the
+// size that the next write chooses.
+template <class T>
+void cow_1DArray<T>::ReadData(bio_Ifilter& in, void* object) {
+    unsigned count = 0;
+    unsigned size = 0;
+    in >> count >> size;
+    vlt::detail::cio_Vouch(in, uint64_t{count} * sizeof(int32_t));
+    cow_1DArray fresh(count, size);
+    for (unsigned block = 0; block < count; ++block) {
+        int present = 0;
+        in >> present;
+        if (present != 0 && size != 0) {
+            vlt::detail::cio_Vouch(in, uint64_t{size} * vlt::detail::cio_MinBytes<T>);
+            fresh.table[block] = new Block(size);
+            vlt::detail::cio_ReadRun(in, fresh.table[block]->data.get(), size);
+        }
+    }
+    *static_cast<cow_1DArray*>(object) = fresh;
+}
+
+template <class T>
+pnt_PrettyPrint& cow_1DArray<T>::PrintData(pnt_PrettyPrint& pp, const void* object) {
+    const cow_1DArray& array = *static_cast<const cow_1DArray*>(object);
+    return vlt::detail::cio_PrintSequence(pp, "[", ",", "]", array.blockCount, [&](uint64_t i) {
+        const Block* entry = array.table[i];
+        if (entry == nullptr) {
+            pp << "...";
+            return;
+        }
+        for (unsigned element = 0; element < array.blockSize; ++element) {
+            vlt::detail::cio_PrintElement(pp, entry->data[element]);
+            pp << " " << pnt_OptionalBreak;
+        }
+    });
+}
+
+namespace vlt::detail {
+inline constexpr char cio_1DArrayListPath[] = "include/cio_1DArrayList";
+
+struct cio_1DArrayListAccess {
+    template <class T, class A>
+    static void Write(bio_Ofilter& out, const cow_1DArrayList<T, A>& list) {
+        out << list.length;
+        cow_1DArray<T>::WriteData(out, &list.storage);
+    }
+    // A length beyond the storage read with it is reported and clipped to the storage.
+    template <class T, class A>
+    static void Read(bio_Ifilter& in, cow_1DArrayList<T, A>& list) {
+        unsigned length = 0;
+        in >> length;
+        cow_1DArray<T>::ReadData(in, &list.storage);
+        const bool fits = length <= list.storage.Length();
+        CRT_CHECK(fits, "length <= storage.Length()", cio_1DArrayListPath);
+        list.length = fits ? length : static_cast<uint32_t>(list.storage.Length());
+    }
+    template <class T, class A>
+    static pnt_PrettyPrint& Print(pnt_PrettyPrint& pp, const cow_1DArrayList<T, A>& list) {
+        return cio_PrintSequence(pp, "[", ",", "]", list.length, [&](uint64_t i) {
+            cio_PrintElement(pp, list.storage.PartialArrayConstGet(static_cast<unsigned>(i)));
+        });
+    }
+};
+
+template <class U>
+void cio_WriteElement(bio_Ofilter& out, const cow_1DArrayList<U, U>& list) {
+    cio_1DArrayListAccess::Write(out, list);
+}
+template <class U>
+void cio_ReadElement(bio_Ifilter& in, cow_1DArrayList<U, U>& list) {
+    cio_1DArrayListAccess::Read(in, list);
+}
+template <class U>
+void cio_PrintElement(pnt_PrettyPrint& pp, const cow_1DArrayList<U, U>& list) {
+    cio_1DArrayListAccess::Print(pp, list);
+}
+} // namespace vlt::detail
 
 // The library's instances: declared here with the library's export attribute so that
 // clients link them; defined in cow/impl/cow_1DArrayList<Type>.cpp with VLT_COW_1DARRAY_DEFINE.
