@@ -10,11 +10,11 @@
 // A string printed alone is its text, without grouping.
 #pragma once
 
+#include "bio_Ifilter.h"
+#include "bio_Ofilter.h"
 #include "cow_String.h"
 #include "vlt_Export.h"
 
-class bio_Ifilter;
-class bio_Ofilter;
 class pnt_PrettyPrint;
 
 class VLTUTL_API cio_String : public cow_String {

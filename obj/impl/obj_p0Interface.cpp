@@ -9,6 +9,7 @@
 #include "typ_DebugFlags.h"
 
 #include <cstdio>
+#include <unordered_map>
 
 namespace {
 
@@ -19,6 +20,16 @@ constexpr unsigned deepCopyGranule = 8192;
 
 // Set while a deep copy runs: its write and read are not traced.
 bool deepCopying = false;
+
+// The type of every object that a pointer read created under a marker, by address. A stream
+// may name a marker again with another type id; the object behind it is then checked against
+// what the reader expects, so a crafted stream cannot pass off one type as another. An entry
+// outlives its object and is overwritten when the address is used again; an address missing
+// here (recorded in the log by someone else) is trusted.
+std::unordered_map<const void*, unsigned>& createdTypes() {
+    static std::unordered_map<const void*, unsigned> types;
+    return types;
+}
 
 int debugLevel() {
     return typ_DebugFlags::GetDebugFlags(static_cast<unsigned>(obj_Facility));
@@ -73,6 +84,17 @@ void reportObjMismatch(unsigned actual, unsigned expected) {
                  "with tag '%x'.\n       Received type '%s' with tag '%x'. Aborting...\n",
                  nameOf(expected), expected, nameOf(actual), actual);
     CRT_CHECK_AT(false, "actual == expected", obj_p0InterfacePath, 292);
+}
+
+// A back-reference to an object of a type other than the one expected is refused like a record
+// of that type, and reads null.
+void checkBackReference(void** p, unsigned expected) {
+    const auto known = createdTypes().find(*p);
+    if (*p != nullptr && known != createdTypes().end() &&
+        !typ_ArchCompTable::IsParent(known->second, expected)) {
+        reportPtrMismatch(known->second, expected);
+        *p = nullptr;
+    }
 }
 
 // Reads the data of a new object; an exception leaves nothing behind: the object is destroyed
@@ -157,7 +179,11 @@ bio_Ifilter& vlt::detail::obj_InputP0PtrOwned(bio_Ifilter& in, void** p, unsigne
     }
     typ_ReadFunc readData = typ_ArchCompTable::GetReadFunc(actual);
     CRT_CHECK_AT(readData != nullptr, "readData != 0", obj_p0InterfacePath, 220);
-    if (readMarker(in, p, marker) || readData == nullptr) {
+    if (readMarker(in, p, marker)) {
+        checkBackReference(p, expected);
+        return in;
+    }
+    if (readData == nullptr) {
         return in;
     }
     typ_CtorFunc ctor = typ_ArchCompTable::GetCtorFunc(actual);
@@ -168,6 +194,7 @@ bio_Ifilter& vlt::detail::obj_InputP0PtrOwned(bio_Ifilter& in, void** p, unsigne
     created = true;
     if (marker != 0) {
         in.RecordMarker(marker, *p);
+        createdTypes()[*p] = actual;
     }
     readNewObject(in, p, actual, marker, readData);
     return in;

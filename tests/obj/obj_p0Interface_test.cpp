@@ -214,6 +214,20 @@ TEST_F(Marshalling, ParentRecordIsRefusedForChildWithMessageAndReport) {
     EXPECT_EQ(mem.Read(), 4u); // left after the type id: the marker is not read
 }
 
+TEST_F(Marshalling, BackReferenceToObjectOfAnotherTypeIsRefused) {
+    Leaf leaf(5);
+    obj_OutputP0Ptr(mem, &leaf, leafId);
+    mem << pairId << 1u;
+    auto* read = static_cast<Leaf*>(ReadPtr(leafId));
+    AssertRecorder rec;
+    ::testing::internal::CaptureStderr();
+    EXPECT_EQ(ReadPtr(pairId), nullptr);
+    ::testing::internal::GetCapturedStderr();
+    EXPECT_EQ(rec.Expressions(),
+              std::vector<std::string>{"typ_ArchCompTable::IsParent(actual, expected)"});
+    delete read;
+}
+
 TEST_F(Marshalling, ObjectOfOtherTypeIsRefusedAndLeavesAnEmptyObject) {
     Child child;
     obj_OutputP0Obj(mem, &child, childId);

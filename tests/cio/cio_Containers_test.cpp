@@ -1,0 +1,291 @@
+// Container encodings: the published byte layouts, round trips of every instance, appending
+// reads, printed forms, and safe stops on malformed streams.
+#include "AssertRecorder.h"
+#include "cio_1DArrayList.h"
+#include "cio_2DArray.h"
+#include "cio_FixedArray.h"
+#include "cio_List.h"
+#include "cio_Map.h"
+#include "cio_TestStream.h"
+#include "omi_FatalError.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+
+namespace {
+
+using vlt::test::AssertRecorder;
+using vlt::test::Bytes;
+
+class Encoding : public vlt::test::StreamTest {};
+
+TEST_F(Encoding, BlockedArrayWritesEveryBlockWithPresenceFlags) {
+    cow_1DArray<int> array(2, 16);
+    Bytes expected;
+    expected.Words({2, 16, 1});
+    for (unsigned i = 0; i < 16; ++i) {
+        array.Get(i) = static_cast<int>(i * 3);
+        expected.Words({i * 3});
+    }
+    expected.Words({0});
+    cow_1DArray<int>::WriteData(mem, &array);
+    EXPECT_EQ(Written(), std::vector<uint8_t>(expected));
+    cow_1DArray<int> back;
+    cow_1DArray<int>::ReadData(mem, &back);
+    EXPECT_EQ(back.BlockCount(), 2u);
+    EXPECT_EQ(back.ConstBlock(1), nullptr);
+    for (unsigned i = 0; i < 16; ++i) {
+        EXPECT_EQ(back.PartialArrayConstGet(i), static_cast<int>(i * 3));
+    }
+}
+
+TEST_F(Encoding, ArrayListIsObjectRecordOfLengthAndStorage) {
+    const double values[2] = {1.5, -2.0};
+    const cow_1DArrayList<double, double> list(values, 2, 1, 2);
+    mem << list;
+    EXPECT_EQ(Written(),
+              std::vector<uint8_t>(Bytes().Words({0x1a0006, 0, 2, 1, 2, 1}).Raw(1.5).Raw(-2.0)));
+}
+
+TEST_F(Encoding, NullArrayListPointerIsTheNullRecord) {
+    mem << static_cast<const cio_1DArrayList<int, int>*>(nullptr);
+    EXPECT_EQ(Written(), std::vector<uint8_t>(Bytes().Words({0})));
+}
+
+TEST_F(Encoding, ListMapTableAndFixedArrayLayouts) {
+    cow_List<int> list;
+    list.Append(7).Append(8);
+    cow_Map<unsigned, cow_String> map;
+    map.Insert(5, "e");
+    cow_2DArray<int> table(2, 3, 0);
+    for (int i = 0; i < 6; ++i) {
+        table.Get(i / 3, i % 3) = i + 10;
+    }
+    cow_FixedArray<float> fixed(1, 0.5f);
+    mem << cow_List<int>() << list << map << table << fixed;
+    EXPECT_EQ(Written(), std::vector<uint8_t>(Bytes()
+                                                  .Words({0, 2, 7, 8, 1, 5})
+                                                  .StringRecord("e")
+                                                  .Words({2, 3, 10, 11, 12, 13, 14, 15, 1})
+                                                  .Raw(0.5f)));
+}
+
+TEST_F(Encoding, ListAndMapReadsAppendToWhatIsThere) {
+    cow_List<int> two;
+    two.Append(1).Append(2);
+    cow_Map<cow_String, float> extra;
+    extra.Insert("a", 2.0f);
+    extra.Insert("b", 3.0f);
+    mem << cow_List<int>() << two << extra;
+    cow_List<int> list;
+    list.Append(0);
+    mem >> list;
+    EXPECT_EQ(list.Size(), 1u); // the empty list reads nothing
+    mem >> list;
+    EXPECT_EQ(list.Size(), 3u);
+    EXPECT_EQ(list.ConstGet(2), 2);
+    cow_Map<cow_String, float> map;
+    map.Insert("a", 1.0f);
+    map.Insert("z", 9.0f);
+    mem >> map;
+    EXPECT_EQ(map.Size(), 3u);
+    EXPECT_EQ(map.ConstGet("a"), 2.0f);
+    EXPECT_EQ(map.ConstGet("z"), 9.0f);
+}
+
+// Round trips of every registered list and every raw container instance.
+template <class T>
+T Element(int i) {
+    if constexpr (std::is_same_v<T, cow_String>) {
+        return cow_String(i);
+    } else {
+        return static_cast<T>(i * 3 + 1);
+    }
+}
+template <class C>
+struct Sample;
+template <class T>
+struct Sample<cow_1DArrayList<T, T>> {
+    static cow_1DArrayList<T, T> Make() {
+        cow_1DArrayList<T, T> list;
+        for (int i = 0; i < 40; ++i) {
+            list.Append(Element<T>(i));
+        }
+        return list;
+    }
+    static bool Same(const cow_1DArrayList<T, T>& a, const cow_1DArrayList<T, T>& b) {
+        return a.IsEqual(b);
+    }
+};
+template <class T>
+struct Sample<cow_List<T>> {
+    static cow_List<T> Make() {
+        cow_List<T> list;
+        for (int i = 0; i < 5; ++i) {
+            list.Append(Element<T>(i));
+        }
+        return list;
+    }
+    static bool Same(const cow_List<T>& a, const cow_List<T>& b) { return a.IsEqual(b); }
+};
+template <class K, class V>
+struct Sample<cow_Map<K, V>> {
+    static cow_Map<K, V> Make() {
+        cow_Map<K, V> map;
+        for (int i = 0; i < 20; ++i) {
+            map.Insert(Element<K>(i), Element<V>(i * 2));
+        }
+        return map;
+    }
+    static bool Same(const cow_Map<K, V>& a, const cow_Map<K, V>& b) {
+        if (a.Size() != b.Size()) {
+            return false;
+        }
+        for (int i = 0; i < 20; ++i) {
+            if (!(b.ConstGet(Element<K>(i)) == a.ConstGet(Element<K>(i)))) {
+                return false;
+            }
+        }
+        return true;
+    }
+};
+template <class T>
+struct Sample<cow_2DArray<T>> {
+    static cow_2DArray<T> Make() {
+        cow_2DArray<T> table(3, 4, T{});
+        for (int i = 0; i < 12; ++i) {
+            table.Get(i / 4, i % 4) = Element<T>(i);
+        }
+        return table;
+    }
+    static bool Same(const cow_2DArray<T>& a, const cow_2DArray<T>& b) { return a == b; }
+};
+template <class T>
+struct Sample<cow_FixedArray<T>> {
+    static cow_FixedArray<T> Make() {
+        cow_FixedArray<T> fixed(6, T{});
+        for (int i = 0; i < 6; ++i) {
+            fixed.Get(i) = Element<T>(i);
+        }
+        return fixed;
+    }
+    static bool Same(const cow_FixedArray<T>& a, const cow_FixedArray<T>& b) { return a == b; }
+};
+
+template <class C>
+class RoundTrip : public vlt::test::StreamTest {};
+using Instances = ::testing::Types<
+    cow_1DArrayList<float, float>, cow_1DArrayList<unsigned, unsigned>, cow_1DArrayList<int, int>,
+    cow_1DArrayList<cow_String, cow_String>, cow_1DArrayList<double, double>, cow_List<int>,
+    cow_List<unsigned>, cow_List<float>, cow_List<cow_String>, cow_Map<cow_String, float>,
+    cow_Map<cow_String, unsigned>, cow_Map<unsigned, cow_String>, cow_Map<unsigned, unsigned>,
+    cow_2DArray<int>, cow_2DArray<float>, cow_2DArray<double>, cow_2DArray<cow_String>,
+    cow_FixedArray<int>, cow_FixedArray<float>, cow_FixedArray<double>>;
+TYPED_TEST_SUITE(RoundTrip, Instances);
+
+TYPED_TEST(RoundTrip, ReadsBackWhatWasWrittenAndStopsAtTheEnd) {
+    const TypeParam original = Sample<TypeParam>::Make();
+    this->mem << original << original;
+    TypeParam first;
+    TypeParam second;
+    this->mem >> first >> second;
+    EXPECT_TRUE(Sample<TypeParam>::Same(original, first));
+    EXPECT_TRUE(Sample<TypeParam>::Same(original, second));
+    EXPECT_EQ(this->mem.Read(), this->mem.Written());
+}
+
+TYPED_TEST(RoundTrip, ShortStreamEndsInFatalErrorAfterReport) {
+    const TypeParam original = Sample<TypeParam>::Make();
+    this->mem << original;
+    bio_IOmemFilter cut(0); // a block of exactly the bytes written
+    cut.longMove(this->mem.Data(), static_cast<unsigned>(this->mem.Written() - 1));
+    AssertRecorder rec;
+    TypeParam target;
+    EXPECT_THROW(cut >> target, omi_FatalError);
+    EXPECT_FALSE(rec.Reports().empty());
+}
+
+template <class T>
+class RegisteredList : public vlt::test::StreamTest {};
+using Elements = ::testing::Types<float, unsigned, int, cow_String, double>;
+TYPED_TEST_SUITE(RegisteredList, Elements);
+
+TYPED_TEST(RegisteredList, PointerRecordsKeepSharingAndDeepCopy) {
+    using List = cio_1DArrayList<TypeParam, TypeParam>;
+    const List original(Sample<cow_1DArrayList<TypeParam, TypeParam>>::Make());
+    this->mem << &original << &original;
+    List* first = nullptr;
+    List* second = nullptr;
+    this->mem >> first >> second;
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(first, second);
+    EXPECT_TRUE(first->IsEqual(original));
+    List::DtorFunc(first);
+    auto* copy = static_cast<List*>(obj_DeepCopyP0Ptr(&original, List::TypeId()));
+    ASSERT_NE(copy, nullptr);
+    EXPECT_TRUE(copy->IsEqual(original));
+    List::DtorFunc(copy);
+}
+
+class Malformed : public vlt::test::StreamTest {
+protected:
+    void Feed(const std::vector<uint8_t>& bytes) {
+        mem.longMove(reinterpret_cast<const char*>(bytes.data()),
+                     static_cast<unsigned>(bytes.size()));
+    }
+};
+
+TEST_F(Malformed, HugeCountsThrowBeforeAllocating) {
+    Feed(Bytes().Words({0x7fffffff, 0x7fffffff}));
+    AssertRecorder rec;
+    cow_2DArray<double> table;
+    EXPECT_THROW(mem >> table, omi_FatalError);
+    bio_IOmemFilter blocks(8);
+    blocks << 0xffffffffu << 16u;
+    cow_1DArray<int> array;
+    EXPECT_THROW(cow_1DArray<int>::ReadData(blocks, &array), omi_FatalError);
+}
+
+TEST_F(Malformed, BackReferenceToAFreedStringElementReadsEmpty) {
+    Feed(Bytes().Words({2, 0x1a0001, 1, 1, 1}).Text("a").Words({0x1a0001, 1}));
+    cow_List<cow_String> list;
+    mem >> list;
+    ASSERT_EQ(list.Size(), 2u);
+    EXPECT_STREQ(list.ConstGet(0).c_str(), "a");
+    EXPECT_EQ(list.ConstGet(1).Length(), 0u);
+}
+
+TEST_F(Malformed, ListLengthBeyondItsStorageIsClipped) {
+    Feed(Bytes().Words({0x1a0004, 0, 100, 1, 2, 1, 5, 6}));
+    AssertRecorder rec;
+    cow_1DArrayList<int, int> list;
+    mem >> list;
+    EXPECT_EQ(list.Length(), 2u);
+    EXPECT_EQ(rec.Expressions(), std::vector<std::string>{"length <= storage.Length()"});
+}
+
+std::string Printed(const std::function<void(pnt_PrettyPrint&)>& print) {
+    pnt_PrettyPrint pp(200);
+    print(pp);
+    pp.Flush();
+    return pp.Text().c_str();
+}
+
+// A comma starts a new line (ESC n), which breaks the group: every optional break then breaks.
+TEST(Printing, SequencesUseTheirBracketsAndSeparators) {
+    const int values[2] = {1, 2};
+    const cow_1DArrayList<int, int> list(values, 2, 1, 2);
+    EXPECT_EQ(Printed([&](pnt_PrettyPrint& pp) { pp << list; }), "[\n  1\n  ,\n  2\n  ]");
+    EXPECT_EQ(Printed([&](pnt_PrettyPrint& pp) { pp << cow_List<int>(); }), "{}");
+    cow_Map<cow_String, float> map;
+    map.Insert("k", 1.5f);
+    EXPECT_EQ(Printed([&](pnt_PrettyPrint& pp) { pp << map; }), "{ k: 1.5  }");
+    cow_1DArray<int> array(2, 1);
+    array.Get(1) = 4;
+    EXPECT_EQ(Printed([&](pnt_PrettyPrint& pp) { cow_1DArray<int>::PrintData(pp, &array); }),
+              "[\n  ...\n  ,\n  4\n  ]");
+}
+
+} // namespace
