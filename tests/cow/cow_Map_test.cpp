@@ -194,15 +194,6 @@ TEST_F(MapEntries, InsertOfAnExistingKeyReplacesTheValueAndKeepsTheStoredKey) {
     EXPECT_EQ(it.CurrentKey().c_str(), first.c_str());
 }
 
-TEST_F(MapEntries, RemoveAnswersWhetherTheKeyWasThere) {
-    IntMap map = MakeInts({4, 8});
-    EXPECT_FALSE(map.Remove(5));
-    EXPECT_EQ(map.Size(), 2u);
-    EXPECT_TRUE(map.Remove(8));
-    EXPECT_FALSE(map.Remove(8));
-    EXPECT_EQ(TreeOrder(map), Ints{4});
-}
-
 TEST_F(MapEntries, GetGivesWritableAccessToContainerValues) {
     cow_Map<cow_String, cow_List<int>> map;
     map.Insert("odd", cow_List<int>().Append(1));
@@ -232,16 +223,46 @@ TEST_F(MapEntries, ArrayValuesAreWrittenThroughGetOnAPrivatePath) {
 
 using MapSharing = MapTest;
 
-TEST_F(MapSharing, WriteToACopyCopiesOnlyThePathToTheEntry) {
-    const IntMap source = MakeInts({0, 1, 2, 3, 4, 5, 6, 7});
-    IntMap copy = source;
-    EXPECT_EQ(SharedKeys(source, copy), (Ints{0, 1, 2, 3, 4, 5, 6, 7}));
-    copy.Insert(7, 70);
-    EXPECT_EQ(source.ConstGet(7), 70);
-    copy.Insert(7, 71);
-    EXPECT_EQ(source.ConstGet(7), 70);
-    EXPECT_EQ(copy.ConstGet(7), 71);
-    EXPECT_EQ(SharedKeys(source, copy), (Ints{2, 4, 5, 6}));
+// Each write goes to a copy of the map of keys 0-7 (of 0-6 for a new key): the copy shares every
+// node but those on the path to the entry written, and the source keeps its contents.
+struct CopyWrite {
+    const char* name;
+    int keys;
+    void (*write)(IntMap&);
+    Ints shared;
+};
+
+const CopyWrite copyWrites[] = {
+    {"replace", 8, [](IntMap& m) { EXPECT_TRUE(m.Insert(7, 71)); }, {2, 4, 5, 6}},
+    {"insert", 7, [](IntMap& m) { EXPECT_TRUE(m.Insert(7, 71)); }, {2, 4, 5, 6}},
+    {"get", 8, [](IntMap& m) { m.Get(5) = -5; }, {2, 3, 4, 6, 7}},
+    {"remove", 8, [](IntMap& m) { EXPECT_TRUE(m.Remove(1)); }, {2, 4, 5, 6}},
+    {"read",
+     8,
+     [](IntMap& m) {
+         EXPECT_TRUE(m.IsMember(7));
+         EXPECT_EQ(m.ConstGet(6), 60);
+         EXPECT_EQ(TreeOrder(m).size(), 8u);
+         EXPECT_FALSE(m.Remove(9));
+     },
+     {0, 1, 2, 3, 4, 5, 6, 7}},
+};
+
+TEST_F(MapSharing, AWriteToACopyCopiesOnlyThePathToTheEntry) {
+    for (const CopyWrite& c : copyWrites) {
+        IntMap source;
+        for (int key = 0; key < c.keys; ++key) {
+            source.Insert(key, key * 10);
+        }
+        const std::vector<int> order = TreeOrder(source);
+        IntMap copy = source;
+        c.write(copy);
+        EXPECT_EQ(SharedKeys(source, copy), c.shared) << c.name;
+        EXPECT_EQ(TreeOrder(source), order) << c.name;
+        for (int key = 0; key < c.keys; ++key) {
+            EXPECT_EQ(source.ConstGet(key), key * 10) << c.name;
+        }
+    }
 }
 
 TEST_F(MapSharing, LaterWritesToTheSameEntryCopyNothingMore) {
@@ -253,45 +274,6 @@ TEST_F(MapSharing, LaterWritesToTheSameEntryCopyNothingMore) {
     copy.Insert(3, 3);
     EXPECT_EQ(&copy.ConstGet(3), written);
     EXPECT_EQ(source.ConstGet(3), 30);
-}
-
-TEST_F(MapSharing, InsertingANewKeyCopiesTheAncestorsOnly) {
-    const IntMap source = MakeInts({0, 1, 2, 3, 4, 5, 6});
-    IntMap copy = source;
-    copy.Insert(7, 70);
-    EXPECT_FALSE(source.IsMember(7));
-    EXPECT_EQ(SharedKeys(source, copy), (Ints{2, 4, 5, 6}));
-}
-
-TEST_F(MapSharing, GetCopiesThePathAndLeavesTheSourceAlone) {
-    const IntMap source = MakeInts({0, 1, 2, 3, 4, 5, 6, 7});
-    IntMap copy = source;
-    copy.Get(5) = -5;
-    EXPECT_EQ(source.ConstGet(5), 50);
-    EXPECT_EQ(copy.ConstGet(5), -5);
-    EXPECT_EQ(SharedKeys(source, copy), (Ints{2, 3, 4, 6, 7}));
-}
-
-TEST_F(MapSharing, ReadsAndAbsentRemovalsCopyNothing) {
-    const IntMap source = MakeInts({0, 1, 2, 3, 4, 5, 6, 7});
-    IntMap copy = source;
-    EXPECT_TRUE(copy.IsMember(7));
-    EXPECT_EQ(copy.ConstGet(6), 60);
-    EXPECT_EQ(TreeOrder(copy).size(), 8u);
-    EXPECT_FALSE(copy.Remove(9));
-    EXPECT_EQ(SharedKeys(source, copy), (Ints{0, 1, 2, 3, 4, 5, 6, 7}));
-}
-
-TEST_F(MapSharing, RemoveFromACopyLeavesTheSourceIntact) {
-    const IntMap source = MakeInts({0, 1, 2, 3, 4, 5, 6, 7});
-    IntMap copy = source;
-    EXPECT_TRUE(copy.Remove(1));
-    EXPECT_EQ(TreeOrder(source), (Ints{0, 2, 4, 6, 1, 5, 3, 7}));
-    for (int key = 0; key < 8; ++key) {
-        EXPECT_EQ(source.ConstGet(key), key * 10);
-    }
-    EXPECT_EQ(Shape(copy), "0(2(4,6),3(5,7))");
-    EXPECT_EQ(SharedKeys(source, copy), (Ints{2, 4, 5, 6}));
 }
 
 TEST_F(MapSharing, AWriteInALargeMapLeavesAllButOnePathShared) {
