@@ -1,4 +1,5 @@
 #include "omi_UseCount.h"
+#include "utl_CommandLine.h"
 #include "utl_Modules.h"
 #include "utl_Version.h"
 
@@ -26,6 +27,7 @@ void utl_finalize(int& tally) {
         return;
     }
     omi_SingletonBase<utl_Version>::Finalize();
+    thr_GlobalSingletonBase<utl_CommandLine>::Finalize();
     nex_finalize(tally);
     cio_finalize(tally);
     obj_finalize(tally);
