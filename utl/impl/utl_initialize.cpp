@@ -1,6 +1,7 @@
 #include "omi_UseCount.h"
 #include "utl_CommandLine.h"
 #include "utl_Modules.h"
+#include "utl_Platform.h"
 #include "utl_Version.h"
 
 namespace {
@@ -20,6 +21,7 @@ void utl_initialize(int& tally) {
     obj_initialize(tally);
     cio_initialize(tally);
     nex_initialize(tally);
+    utl_InetInitialize();
 }
 
 void utl_finalize(int& tally) {
@@ -28,6 +30,7 @@ void utl_finalize(int& tally) {
     }
     omi_SingletonBase<utl_Version>::Finalize();
     thr_GlobalSingletonBase<utl_CommandLine>::Finalize();
+    utl_InetFinalize();
     nex_finalize(tally);
     cio_finalize(tally);
     obj_finalize(tally);
