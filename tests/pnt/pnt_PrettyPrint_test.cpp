@@ -38,12 +38,7 @@ void Item(pnt_PrettyPrint& pp, const char* head, std::initializer_list<const cha
 // ---------------------------------------------------------------------------------------------
 // Groups and breaks
 
-TEST(PrettyPrintGroups, GroupThatFitsStaysOnOneLine) {
-    pnt_PrettyPrint pp(30);
-    Item(pp, "nex_Exception", {"a.cpp", "12"});
-    EXPECT_EQ(TextOf(pp), "(nex_Exception a.cpp 12)");
-}
-
+// A broken group breaks at every optional break and drops the blanks before them.
 TEST(PrettyPrintGroups, GroupOfExactlyTheWidthFitsAndOneMoreBreaks) {
     pnt_PrettyPrint exact(7);
     Item(exact, "a", {"b", "c"}); // "(a b c)" is 7 columns
@@ -52,12 +47,6 @@ TEST(PrettyPrintGroups, GroupOfExactlyTheWidthFitsAndOneMoreBreaks) {
     pnt_PrettyPrint narrow(6);
     Item(narrow, "a", {"b", "c"});
     EXPECT_EQ(TextOf(narrow), "(a\n  b\n  c)");
-}
-
-TEST(PrettyPrintGroups, BrokenGroupBreaksEveryOptionalBreakAndDropsTheBlanksBeforeThem) {
-    pnt_PrettyPrint pp(10);
-    Item(pp, "alpha", {"beta", "gamma"});
-    EXPECT_EQ(TextOf(pp), "(alpha\n  beta\n  gamma)");
 }
 
 TEST(PrettyPrintGroups, InnerGroupFitsWhileOuterBreaks) {
