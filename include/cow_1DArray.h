@@ -787,8 +787,11 @@ struct cio_1DArrayListAccess {
     }
     template <class T, class A>
     static pnt_PrettyPrint& Print(pnt_PrettyPrint& pp, const cow_1DArrayList<T, A>& list) {
+        // Reads that make no block: a list read from a stream may span blocks it never had.
+        const unsigned size = list.storage.BlockSize();
         return cio_PrintSequence(pp, "[", ",", "]", list.length, [&](uint64_t i) {
-            cio_PrintElement(pp, list.storage.PartialArrayConstGet(static_cast<unsigned>(i)));
+            const auto* block = list.storage.ConstBlock(static_cast<unsigned>(i / size));
+            cio_PrintElement(pp, block != nullptr ? block->ConstData()[i % size] : T{});
         });
     }
 };
