@@ -12,6 +12,7 @@
 class VLTUTL_API utl_MissingCmdLineArgException : public nex_TextException {
 public:
     explicit utl_MissingCmdLineArgException(const cow_String& argumentName);
+    explicit utl_MissingCmdLineArgException(bio_Ifilter& in) : nex_TextException(in) {}
     utl_MissingCmdLineArgException(const utl_MissingCmdLineArgException&) = default;
     utl_MissingCmdLineArgException& operator=(const utl_MissingCmdLineArgException&) = default;
     ~utl_MissingCmdLineArgException() override;
@@ -25,6 +26,7 @@ public:
 class VLTUTL_API utl_CmdLineArgFormatException : public nex_TextException {
 public:
     utl_CmdLineArgFormatException(const cow_String& argumentName, const cow_String& typeName);
+    explicit utl_CmdLineArgFormatException(bio_Ifilter& in) : nex_TextException(in) {}
     utl_CmdLineArgFormatException(const utl_CmdLineArgFormatException&) = default;
     utl_CmdLineArgFormatException& operator=(const utl_CmdLineArgFormatException&) = default;
     ~utl_CmdLineArgFormatException() override;

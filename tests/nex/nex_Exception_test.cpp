@@ -1,88 +1,110 @@
-#include "cow_CountedHld.h"
-#include "nex_TextException.h"
-#include "utl_CmdLineArgExceptions.h"
+// Reports, rethrowing with the dynamic type, and cloning, for every class of the family.
+#include "nex_TestSupport.h"
 
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <stdexcept>
-#include <string>
+#include <typeinfo>
 
 namespace {
 
 using Handle = cow_COW<nex_Exception, cow_Virtual<nex_Exception>>;
+using vlt::test::ExceptionCase;
+using vlt::test::MeshCommandException;
+using vlt::test::Str;
 
-std::string str(const cow_String& s) {
-    return std::string(s.c_str(), s.Length());
-}
+// What a rethrow delivers to a handler for nex_Exception&: its class and its report.
+struct Arrival {
+    const std::type_info* type = nullptr;
+    std::string developerReport;
+};
 
-// Rethrows e through its base and answers what arrived: its DynTypeId and AsString, or a
-// failure when the most-derived class was lost.
-template <class Expected>
-Expected catchPropagated(const nex_Exception& e) {
+template <class Raise>
+Arrival caught(Raise raise) {
     try {
-        e.Propagate();
-    } catch (const Expected& caught) {
-        return caught;
-    } catch (const nex_Exception& other) {
-        ADD_FAILURE() << "arrived as a different class: " << str(other.AsString());
+        raise();
+    } catch (const nex_Exception& e) {
+        return {&typeid(e), Str(e.DeveloperReport())};
     }
-    throw std::logic_error("Propagate returned");
+    ADD_FAILURE() << "nothing was thrown";
+    return {};
 }
 
-TEST(nex_ExceptionReport, NeverThrownDeveloperReportLeavesTwoBlanksAndLineZero) {
-    const nex_TextException e("disk full");
-    EXPECT_EQ(str(e.DeveloperReport()), "Exception: disk full in file  at line 0");
-    EXPECT_EQ(str(e.UserReport()), "disk full");
+std::vector<ExceptionCase> allCases() {
+    std::vector<ExceptionCase> cases = vlt::test::LibraryCases();
+    cases.push_back({"Command", [] { return new MeshCommandException; }, "Mesh: no nodes", 0x1f0003,
+                     &typeid(MeshCommandException), ""});
+    return cases;
 }
 
-TEST(nex_ExceptionReport, ThrowRecordsFileAndLineInTheCaughtCopy) {
-    nex_TextException e("open: No such file or directory");
+class EveryException : public testing::TestWithParam<ExceptionCase> {
+protected:
+    std::unique_ptr<nex_Exception> held{GetParam().make()};
+};
+
+TEST_P(EveryException, ReportsItsTextAndTypeId) {
+    EXPECT_EQ(Str(held->AsString()), GetParam().asString);
+    EXPECT_EQ(Str(held->UserReport()), GetParam().asString);
+    EXPECT_EQ(held->DynTypeId(), GetParam().typeId);
+}
+
+// The empty file name leaves two blanks side by side.
+TEST_P(EveryException, NeverThrownDeveloperReportHasNoFileAndLineZero) {
+    EXPECT_EQ(Str(held->DeveloperReport()),
+              "Exception: " + GetParam().asString + " in file  at line 0");
+}
+
+TEST_P(EveryException, ThrowArrivesAsTheMostDerivedClassWithItsLocation) {
+    const Arrival arrival = caught([&] { held->Throw("utl/impl/utl_File", -42); });
+    EXPECT_EQ(*arrival.type, typeid(*held));
+    EXPECT_EQ(arrival.developerReport,
+              "Exception: " + GetParam().asString + " in file utl/impl/utl_File at line -42");
+}
+
+TEST_P(EveryException, PropagateThroughAHandleRethrowsTheMostDerivedCopy) {
+    const Handle handle(*held);
+    ASSERT_NE(handle.ConstPtr(), held.get());
+    const Arrival arrival = caught([&] { handle->Propagate(); });
+    EXPECT_EQ(*arrival.type, typeid(*held));
+    EXPECT_EQ(arrival.developerReport, Str(held->DeveloperReport()));
+}
+
+TEST_P(EveryException, CopyIsTheMostDerivedClassWithTheSameLocationAndText) {
     try {
-        e.Throw("utl/impl/utl_File", -42);
-        FAIL() << "Throw returned";
-    } catch (const nex_Exception& caught) {
-        EXPECT_EQ(caught.DynTypeId(), 0x1f0002u);
-        EXPECT_EQ(str(caught.DeveloperReport()),
-                  "Exception: open: No such file or directory in file utl/impl/utl_File at "
-                  "line -42");
+        held->Throw("here", 7);
+    } catch (const nex_Exception& e) {
+        const std::unique_ptr<nex_Exception> copy(e.Copy());
+        EXPECT_EQ(typeid(*copy), typeid(*held));
+        EXPECT_EQ(Str(copy->DeveloperReport()), Str(e.DeveloperReport()));
     }
 }
 
-TEST(nex_ExceptionPropagate, BasePointerRethrowsTheMostDerivedClass) {
-    const std::unique_ptr<nex_Exception> held(new utl_MissingCmdLineArgException("n"));
-    const utl_MissingCmdLineArgException caught =
-        catchPropagated<utl_MissingCmdLineArgException>(*held);
-    EXPECT_EQ(str(caught.AsString()), "Command line argument n is required.");
+INSTANTIATE_TEST_SUITE_P(Classes, EveryException, testing::ValuesIn(allCases()),
+                         vlt::test::CaseName);
+
+TEST(nex_ExceptionHandle, UnsharingClonesTheMostDerivedClassAndLeavesTheOtherHolder) {
+    const Handle original(utl_CmdLineArgFormatException("steps", "integer"));
+    Handle copy = original;
+    nex_Exception& own = copy.Get();
+    ASSERT_NE(&own, original.ConstPtr());
+    EXPECT_EQ(original.References(), 1);
+    const Arrival arrival = caught([&] { copy->Propagate(); });
+    EXPECT_EQ(*arrival.type, typeid(utl_CmdLineArgFormatException));
+    EXPECT_EQ(arrival.developerReport, "Exception: Command line argument steps must have type "
+                                       "integer. in file  at line 0");
 }
 
-TEST(nex_ExceptionPropagate, HandleCopiesAndRethrowsTheMostDerivedClass) {
-    const Handle handle(utl_CmdLineArgFormatException("steps", "integer"));
-    Handle shared = handle;
-    shared.Get(); // un-shares through the virtual clone
-    ASSERT_NE(shared.ConstPtr(), handle.ConstPtr());
-    const utl_CmdLineArgFormatException caught =
-        catchPropagated<utl_CmdLineArgFormatException>(*shared);
-    EXPECT_EQ(str(caught.TypeName()), "integer");
-    EXPECT_EQ(str(caught.AsString()), "Command line argument steps must have type integer.");
+TEST(nex_ExitException, MessageWinsWhateverTheCode) {
+    EXPECT_EQ(Str(nex_ExitException("", 0).AsString()), "Exit code: 0");
+    EXPECT_EQ(Str(nex_ExitException("bye", 0).AsString()), "bye");
+    EXPECT_EQ(nex_ExitException("bye", -3).ExitCode(), -3);
 }
 
-TEST(nex_ExceptionCopy, CopyKeepsLocationAndText) {
-    nex_TextException e("x");
-    try {
-        e.Throw("here", 7);
-    } catch (const nex_Exception& caught) {
-        const std::unique_ptr<nex_Exception> copy(caught.Copy());
-        EXPECT_EQ(str(copy->FileName()), "here");
-        EXPECT_EQ(copy->Line(), 7);
-        EXPECT_EQ(str(copy->AsString()), "x");
-    }
-}
-
-TEST(utl_CmdLineArgExceptions, ReportTheTextExceptionTypeId) {
-    EXPECT_EQ(utl_MissingCmdLineArgException("a").DynTypeId(), 0x1f0002u);
-    EXPECT_EQ(utl_CmdLineArgFormatException("a", "integer").DynTypeId(), 0x1f0002u);
-    EXPECT_EQ(str(utl_CmdLineArgFormatException("a", "integer").Text()), "a");
+TEST(utl_CmdLineArgExceptions, KeepTheArgumentNameAsTheirText) {
+    EXPECT_EQ(Str(utl_MissingCmdLineArgException("n").Text()), "n");
+    const utl_CmdLineArgFormatException format("steps", "integer");
+    EXPECT_EQ(Str(format.Text()), "steps");
+    EXPECT_EQ(Str(format.TypeName()), "integer");
 }
 
 } // namespace
