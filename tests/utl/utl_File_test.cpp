@@ -311,10 +311,11 @@ TEST_F(FileSystemFailure, WritePastTheProcessFileSizeLimitThrows) {
         if (file.Write(block.data(), 3000) != 3000) {
             return 3;
         }
-        return ThrownText([&] { file.Write(block.data(), 3000); }) ==
-                       "utl_File::Write: File too large"
-                   ? 0
-                   : 1;
+        const bool writeRefused = ThrownText([&] { file.Write(block.data(), 3000); }) ==
+                                  "utl_File::Write: File too large";
+        const bool extendRefused = ThrownText([&] { file.Extend(8192.0); }) ==
+                                   "utl_File::Extend: SetEndOfFile: File too large";
+        return writeRefused && extendRefused ? 0 : 1;
     });
     EXPECT_EQ(code, 0);
     EXPECT_EQ(std::filesystem::file_size(name.c_str()), 4096u);
@@ -335,11 +336,30 @@ TEST_F(FileSystemFailure, FailedCloseThrowsFromTheDestructor) {
               "utl_File::~utl_File: CloseHandle (NT): Bad file descriptor");
 }
 
-TEST_F(FileSystemFailure, UnknownModeOpensNothingAndOperationsFail) {
-    const std::string path = MakeFile("mode", "x");
-    utl_File file(path.c_str(), static_cast<utl_FileAccess>(7));
-    EXPECT_EQ(ThrownText([&] { file.Location(); }), "utl_File::Location: Bad file descriptor");
-    EXPECT_EQ(ThrownText([&] { file.FileSize(); }), "utl_File::FileSize: Bad file descriptor");
+// With no handle every system call fails, which shows the context of each operation.
+TEST_F(FileSystemFailure, UnknownModeOpensNothingAndEachOperationNamesItself) {
+    utl_File file(MakeFile("mode", "x").c_str(), static_cast<utl_FileAccess>(7));
+    char byte = 0;
+    const std::pair<std::function<void()>, const char*> cases[] = {
+        {[&] { file.Seek(1.0); }, "utl_File::Seek"},
+        {[&] { file.Location(); }, "utl_File::Location"},
+        {[&] { file.FileSize(); }, "utl_File::FileSize"},
+        {[&] { file.Read(&byte, 1); }, "utl_File::Read"},
+        {[&] { file.Write(&byte, 1); }, "utl_File::Write"},
+        {[&] { file.Flush(); }, "utl_File::Flush"},
+        {[&] { file.Extend(1.0); }, "utl_File::Extend: SetFilePointer (1)"},
+    };
+    for (const auto& [action, context] : cases) {
+        EXPECT_EQ(ThrownText(action), std::string(context) + ": Bad file descriptor");
+    }
+}
+
+TEST_F(FileSystemFailure, ExtendToANegativeOffsetFailsAtTheSecondMove) {
+    utl_File file(MakeFile("neg", "abc").c_str(), utl_FileAccessUpdate);
+    file.Seek(1.0);
+    EXPECT_EQ(ThrownText([&] { file.Extend(-8.0); }),
+              "utl_File::Extend: SetFilePointer (2): Invalid argument");
+    EXPECT_EQ(file.FileSize().Value(), 3.0);
 }
 
 TEST_F(FileSystemFailure, NegativeCountIsAReportedMisuse) {

@@ -44,13 +44,15 @@ int LockRange(int descriptor, short type, off_t start, off_t length, bool wait) 
     return 0;
 }
 
-// A writer already there is a busy file, as the system words a refused share.
+// A writer already there is a busy file, as the system words a refused share. A file system
+// without locks admits the writer unguarded rather than refusing every writer.
 bool ClaimWriter(int descriptor) {
     const int error = LockRange(descriptor, F_WRLCK, writerClaimStart, 1, false);
     if (error == EAGAIN || error == EACCES) {
         errno = EBUSY;
+        return false;
     }
-    return error == 0;
+    return true;
 }
 
 bool Fail(int descriptor) {
