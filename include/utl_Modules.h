@@ -27,7 +27,8 @@ VLTUTL_API void cio_finalize(int& tally);
 VLTUTL_API void nex_initialize(int& tally);
 VLTUTL_API void nex_finalize(int& tally);
 
-// Starts typ, thr, omni, cow, bio, pnt, obj, cio and nex, in this order.
+// Starts typ, thr, omni, cow, bio, pnt, obj, cio and nex, in this order, then the network layer.
 VLTUTL_API void utl_initialize(int& tally);
-// Releases the library's own singletons, then stops the modules in the reverse order.
+// Releases the library's own singletons and the network layer, then stops the modules in the
+// reverse order.
 VLTUTL_API void utl_finalize(int& tally);
