@@ -87,10 +87,11 @@ private:
 };
 
 // Flat entry points for numerical code that passes unterminated strings, each followed by its
-// length. On Linux they are plain C symbols (the Windows build gives them the callee-cleans
-// convention); Fortran reaches them through the module `vlt_commandline`, which passes the
-// lengths explicitly because gfortran would otherwise append them after the last argument.
-// Names are trimmed of blanks at both ends; none of them throws for an absent option.
+// length as an unsigned 32-bit value. They are plain, undecorated C symbols: x86-64 has one C
+// calling convention, so no callee-cleans variant exists. Fortran reaches them through the
+// module `vlt_commandline` (fortran/vlt_commandline.f90, installed beside this header), which
+// passes the lengths explicitly because gfortran would otherwise append them after the last
+// argument. Names are trimmed of blanks at both ends; none of them throws for an absent option.
 extern "C" {
 // Stores the option's value as a whole number, or 0 when it is absent. A malformed value
 // throws `utl_CmdLineArgFormatException` to the caller.
