@@ -9,6 +9,7 @@
 namespace {
 
 using Handle = cow_COW<nex_Exception, cow_Virtual<nex_Exception>>;
+using vlt::test::DynamicType;
 using vlt::test::ExceptionCase;
 using vlt::test::MeshCommandException;
 using vlt::test::Str;
@@ -56,7 +57,7 @@ TEST_P(EveryException, NeverThrownDeveloperReportHasNoFileAndLineZero) {
 
 TEST_P(EveryException, ThrowArrivesAsTheMostDerivedClassWithItsLocation) {
     const Arrival arrival = caught([&] { held->Throw("utl/impl/utl_File", -42); });
-    EXPECT_EQ(*arrival.type, typeid(*held));
+    EXPECT_EQ(*arrival.type, DynamicType(*held));
     EXPECT_EQ(arrival.developerReport,
               "Exception: " + GetParam().asString + " in file utl/impl/utl_File at line -42");
 }
@@ -65,7 +66,7 @@ TEST_P(EveryException, PropagateThroughAHandleRethrowsTheMostDerivedCopy) {
     const Handle handle(*held);
     ASSERT_NE(handle.ConstPtr(), held.get());
     const Arrival arrival = caught([&] { handle->Propagate(); });
-    EXPECT_EQ(*arrival.type, typeid(*held));
+    EXPECT_EQ(*arrival.type, DynamicType(*held));
     EXPECT_EQ(arrival.developerReport, Str(held->DeveloperReport()));
 }
 
@@ -74,7 +75,7 @@ TEST_P(EveryException, CopyIsTheMostDerivedClassWithTheSameLocationAndText) {
         held->Throw("here", 7);
     } catch (const nex_Exception& e) {
         const std::unique_ptr<nex_Exception> copy(e.Copy());
-        EXPECT_EQ(typeid(*copy), typeid(*held));
+        EXPECT_EQ(DynamicType(*copy), DynamicType(*held));
         EXPECT_EQ(Str(copy->DeveloperReport()), Str(e.DeveloperReport()));
     }
 }

@@ -16,6 +16,7 @@ using Handle = cow_COW<nex_Exception, cow_Virtual<nex_Exception>>;
 using vlt::test::AssertRecorder;
 using vlt::test::AssertReport;
 using vlt::test::Bytes;
+using vlt::test::DynamicType;
 using vlt::test::ExceptionCase;
 using vlt::test::MeshCommandException;
 using vlt::test::Str;
@@ -71,7 +72,7 @@ TEST_F(ExceptionRecords, HandleRoundTripReplacesTheHeldException) {
     mem >> fresh;
     const std::unique_ptr<Handle> owned(fresh);
     ASSERT_TRUE(fresh != nullptr && fresh->HasValue());
-    EXPECT_EQ(typeid(**fresh), typeid(nex_ExitException));
+    EXPECT_EQ(DynamicType(**fresh), typeid(nex_ExitException));
     EXPECT_EQ(Str((*fresh)->DeveloperReport()), "Exception: stop in file g at line 9");
 }
 
@@ -140,7 +141,7 @@ TEST_P(EveryRecord, RoundTripRecreatesTheDynamicTypeWithItsLocationAndRethrowsIt
                                                     std::unique_ptr<nex_Exception>(second)};
     for (const auto& read : owned) {
         ASSERT_NE(read, nullptr);
-        EXPECT_EQ(typeid(*read), *GetParam().readType);
+        EXPECT_EQ(DynamicType(*read), *GetParam().readType);
         EXPECT_EQ(Str(read->DeveloperReport()),
                   "Exception: " + GetParam().readAsString + " in file nex/origin at line 31");
         try {

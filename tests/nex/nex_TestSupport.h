@@ -20,6 +20,11 @@ inline std::string Str(const cow_String& s) {
     return std::string(s.c_str(), s.Length());
 }
 
+// typeid of a reference: no side effects for the compilers to warn about.
+inline const std::type_info& DynamicType(const nex_Exception& e) {
+    return typeid(e);
+}
+
 class MeshCommandException : public nex_CommandException {
 public:
     MeshCommandException() = default;
