@@ -1,4 +1,5 @@
 #include "omi_UseCount.h"
+#include "omn_Crash.h"
 #include "omn_Interrupt.h"
 #include "utl_Modules.h"
 
@@ -9,6 +10,7 @@ omi_UseCount useCount;
 void omni_initialize(int& tally) {
     if (useCount.Initialize(tally)) {
         omn_enableFPE();
+        omi_SetExceptionFilter();
     }
 }
 
