@@ -19,19 +19,15 @@ void BurnCpu(double seconds) {
 TEST(omi_TimeTest, WallClockHasMillisecondResolutionAndFollowsTheSystemClock) {
     const time_t before = time(nullptr);
     const omi_Time now = omi_gettimeofday();
+    const double stamp = omi_gettimestamp();
     const time_t after = time(nullptr);
     EXPECT_GE(now.tv_sec, before);
     EXPECT_LE(now.tv_sec, after);
     EXPECT_EQ(now.tv_usec % 1000, 0);
     EXPECT_GE(now.tv_usec, 0);
     EXPECT_LT(now.tv_usec, 1000000);
-}
-
-TEST(omi_TimeTest, TimestampJoinsSecondsAndMicroseconds) {
-    const omi_Time before = omi_gettimeofday();
-    const double stamp = omi_gettimestamp();
-    EXPECT_GE(stamp, before.tv_sec + before.tv_usec * 1e-6);
-    EXPECT_LT(stamp, before.tv_sec + 2.0);
+    EXPECT_GE(stamp, now.tv_sec + now.tv_usec * 1e-6);
+    EXPECT_LE(stamp, after + 1.0);
 }
 
 TEST(omi_TimeTest, ProcessorTimeGrowsWithWork) {
@@ -81,22 +77,15 @@ TEST(omi_TimerTest, ElapsedHoldsTheLastPairWhileProcessorTimeAddsUpAllPairs) {
     EXPECT_LE(timer.GetElapsedTime(), secondSpan + 0.002);
 }
 
-TEST(omi_TimerTest, StartingARunningTimerKeepsTheFirstStart) {
+TEST(omi_TimerTest, StartingARunningTimerOrStoppingAStoppedOneIsIgnored) {
     omi_Timer timer;
     timer.Start();
     BurnCpu(0.02);
     timer.Start();
     timer.Stop();
-    EXPECT_GE(timer.GetTotalCpuTime(), 0.02);
-}
-
-TEST(omi_TimerTest, StoppingAStoppedTimerChangesNothing) {
-    omi_Timer timer;
-    timer.Start();
-    BurnCpu(0.01);
-    timer.Stop();
     const double elapsed = timer.GetElapsedTime();
     const double cpu = timer.GetTotalCpuTime();
+    EXPECT_GE(cpu, 0.02);
     BurnCpu(0.01);
     timer.Stop();
     EXPECT_EQ(timer.GetElapsedTime(), elapsed);

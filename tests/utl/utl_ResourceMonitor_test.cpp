@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -82,10 +81,9 @@ protected:
     void SetUp() override {
         omi_SingletonBase<utl_ResourceMonitor>::Finalize();
         previous = fs::current_path();
-        directory = fs::temp_directory_path() /
-                    ("vlt_monitor_" + std::to_string(getpid()) + "_" +
-                     ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::create_directories(directory);
+        std::string pattern = (fs::temp_directory_path() / "vlt_monitor_XXXXXX").string();
+        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+        directory = pattern;
         fs::current_path(directory);
     }
     void TearDown() override {

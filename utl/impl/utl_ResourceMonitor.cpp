@@ -118,6 +118,7 @@ void utl_ResourceMonitor::Initialize(const char* runName) {
     const utl_FilePath file(Suffixed(m_RunName, fileSuffix));
     m_File = std::fopen(file.AbsolutePathName().c_str(), "w");
     m_ProcessId = MonitorProcessId();
+    // Nothing written needs the main module's name, so it is not looked up with the handle.
     m_Process = MonitorOpenProcess();
 
     Mark(Suffixed(m_RunName, startSuffix));
