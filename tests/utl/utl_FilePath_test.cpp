@@ -88,7 +88,8 @@ TEST(FilePath, CopyAssignmentLeavesTheSourceAlone) {
     b.Portable();
     a = utl_FilePath("other");
     EXPECT_EQ(Text(b), "one/two");
-    a = a;
+    const utl_FilePath& same = a;
+    a = same; // self-assignment
     EXPECT_EQ(Text(a), "other");
 }
 

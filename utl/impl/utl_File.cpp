@@ -12,7 +12,6 @@
 #include <cstdio>
 #include <exception>
 #include <limits>
-#include <source_location>
 
 using vlt::detail::FileHandle;
 using vlt::detail::FileOpenMode;
@@ -22,12 +21,12 @@ namespace {
 constexpr char filePath[] = "utl/impl/utl_File";
 constexpr std::size_t messageCapacity = 1024;
 
-[[noreturn]] void Raise(const char* text, std::source_location where) {
-    nex_TextException(text).Throw(filePath, static_cast<int>(where.line()));
+// The helpers' default line is their caller's (__builtin_LINE, which GCC and Clang share).
+[[noreturn]] void Raise(const char* text, int line) {
+    nex_TextException(text).Throw(filePath, line);
 }
 
-[[noreturn]] void RaiseSystemError(const char* context, int error,
-                                   std::source_location where = std::source_location::current()) {
+[[noreturn]] void RaiseSystemError(const char* context, int error, int line = __builtin_LINE()) {
     char system[messageCapacity / 4];
     if (!vlt::detail::DiagSystemMessage(error, system, sizeof system)) {
         system[0] = '\0';
@@ -37,21 +36,19 @@ constexpr std::size_t messageCapacity = 1024;
     if (std::snprintf(text, sizeof text, "%s: %s", context, system) < 0) {
         text[0] = '\0';
     }
-    Raise(text, where);
+    Raise(text, line);
 }
 
-void Check(bool succeeded, const char* context,
-           std::source_location where = std::source_location::current()) {
+void Check(bool succeeded, const char* context, int line = __builtin_LINE()) {
     if (!succeeded) {
-        RaiseSystemError(context, vlt::detail::FileLastError(), where);
+        RaiseSystemError(context, vlt::detail::FileLastError(), line);
     }
 }
 
 // Misuse of a read-only file is refused before the system sees it.
-void RefuseReadOnly(utl_FileAccess access, const char* text,
-                    std::source_location where = std::source_location::current()) {
+void RefuseReadOnly(utl_FileAccess access, const char* text, int line = __builtin_LINE()) {
     if (access == utl_FileAccessRead) {
-        Raise(text, where);
+        Raise(text, line);
     }
 }
 
@@ -165,8 +162,7 @@ void utl_File::Extend(const utl_FileOffset& offset) {
 
 void utl_File::CheckFileSize(const utl_FileOffset& offset) const {
     if (offset < utl_FileOffset(0.0)) {
-        Raise("utl_File::CheckFileSize - file offset is illegal. (negative)",
-              std::source_location::current());
+        Raise("utl_File::CheckFileSize - file offset is illegal. (negative)", __LINE__);
     }
     if (Nearest(m_Ceiling) <= Nearest(offset)) {
         const char* message =
@@ -176,7 +172,7 @@ void utl_File::CheckFileSize(const utl_FileOffset& offset) const {
                 : "utl_File::CheckFileSize: Files greater than 2.1 Gb are not supported on this "
                   "file system.";
         std::fprintf(stderr, "%s\n  file size: %lf\n", message, offset.Value());
-        Raise(message, std::source_location::current());
+        Raise(message, __LINE__);
     }
 }
 
