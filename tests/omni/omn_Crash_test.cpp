@@ -13,6 +13,7 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -346,6 +347,53 @@ INSTANTIATE_TEST_SUITE_P(Modules, CrashLimitModules,
                                          LimitCase{"FaultElsewhere", true, false, previousExit},
                                          LimitCase{"NoLimitModules", false, false, userExit}),
                          [](const auto& info) { return std::string(info.param.name); });
+
+unsigned traceOptions = 0;
+
+// Writes the first stack line of the fault with traceOptions to standard error.
+long TraceFilter(omn_ExceptionPointers* pointers) {
+    const char* line = omn_GetFirstStackTraceString(traceOptions, pointers);
+    if (line != nullptr && write(STDERR_FILENO, line, std::strlen(line)) < 0) {
+        _exit(previousExit);
+    }
+    _exit(userExit);
+}
+
+struct OptionsCase {
+    const char* name;
+    unsigned options;
+    const char* fields; // what follows the address
+};
+
+class CrashStackTraceOptions : public CrashChild,
+                               public testing::WithParamInterface<OptionsCase> {};
+
+TEST_P(CrashStackTraceOptions, SelectTheFieldsOfAStackLine) {
+    const OptionsCase& options = GetParam();
+    const int status = RunChild([&] {
+        traceOptions = options.options;
+        omn_SetUnhandledExceptionFilter(&TraceFilter);
+        OuterCall(1);
+    });
+    EXPECT_TRUE(ExitedWith(status, userExit)) << status;
+    const std::string line = Read("stderr.txt");
+    const std::string fields =
+        std::regex_replace(options.fields, std::regex("PROGRAM"), ProgramName());
+    EXPECT_TRUE(std::regex_match(line, std::regex("0033:[0-9A-F]{16}" + fields))) << line;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Options, CrashStackTraceOptions,
+    testing::Values(
+        OptionsCase{"AddressOnly", 0, ""},
+        OptionsCase{"Parameters", omn_StackTraceParameters,
+                    " \\(0x[0-9A-F]{16} 0x[0-9A-F]{16} 0x[0-9A-F]{16} 0x[0-9A-F]{16}\\)"},
+        OptionsCase{"Module", omn_StackTraceModule, " PROGRAM"},
+        OptionsCase{"Symbol", omn_StackTraceSymbol,
+                    ", \\(anonymous namespace\\)::WriteThrough(\\(\\)\\+[0-9]{4} byte\\(s\\))?"},
+        OptionsCase{"Line", omn_StackTraceLine,
+                    ", .*omn_Crash_test\\.cpp, line [0-9]{4}(\\+[0-9]{4} byte\\(s\\))?"}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 // The filter that is installed now, left in place.
 omn_ExceptionFilter InstalledFilter() {
