@@ -1,8 +1,9 @@
 // Stream and print operators of the two-dimensional arrays, written raw (no record).
 //
 // Encoding: i32 rows, i32 columns, then rows x columns elements in row-major order (a string
-// element as its object record). Reading mirrors it and replaces the table; negative
-// dimensions read as an empty table. Printed: "[", one "[...]" item per row, "]".
+// element as its object record). Reading mirrors it and replaces the table; a table without
+// elements (a dimension 0 or negative) reads as the 0 x 0 table. Printed: "[", one "[...]" item per
+// row, "]".
 #pragma once
 
 #include "cio_Element.h"
@@ -28,7 +29,8 @@ bio_Ifilter& operator>>(bio_Ifilter& in, cow_2DArray<T>& table) {
     columns = std::max(columns, 0);
     const uint64_t count = static_cast<uint64_t>(rows) * static_cast<uint64_t>(columns);
     vlt::detail::cio_Vouch(in, count * vlt::detail::cio_MinBytes<T>);
-    cow_2DArray<T> fresh(rows, columns, T{});
+    // A table without elements reads as 0 x 0: its constructor would walk every empty row.
+    cow_2DArray<T> fresh(count != 0 ? rows : 0, count != 0 ? columns : 0, T{});
     if (count != 0) {
         vlt::detail::cio_ReadRun(in, &fresh.Get(0, 0), static_cast<unsigned>(count));
     }

@@ -248,6 +248,14 @@ TEST_F(Malformed, HugeCountsThrowBeforeAllocating) {
     EXPECT_THROW(cow_1DArray<int>::ReadData(blocks, &array), omi_FatalError);
 }
 
+TEST_F(Malformed, TableWithoutElementsReadsAsEmptyWithoutWalkingItsRows) {
+    Feed(Bytes().Words({0x7fffffff, 0}));
+    cow_2DArray<int> table(1, 1, 5);
+    mem >> table;
+    EXPECT_EQ(table.Rows(), 0);
+    EXPECT_EQ(table.Columns(), 0);
+}
+
 TEST_F(Malformed, BackReferenceToAFreedStringElementReadsEmpty) {
     Feed(Bytes().Words({2, 0x1a0001, 1, 1, 1}).Text("a").Words({0x1a0001, 1}));
     cow_List<cow_String> list;
