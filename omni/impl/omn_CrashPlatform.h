@@ -34,6 +34,8 @@ struct CrashRegisters {
     uint16_t cs, ds, ss, es, fs, gs;
 };
 void CrashReadRegisters(const void* context, CrashRegisters& registers);
+// The bytes of a context record.
+std::size_t CrashContextSize();
 
 // One frame of a walk: pc is a return address for every frame but an interrupted one.
 struct CrashFrame {

@@ -311,6 +311,10 @@ void CrashReadRegisters(const void* context, CrashRegisters& registers) {
     registers.es = LiveEs();
 }
 
+std::size_t CrashContextSize() {
+    return sizeof(ucontext_t);
+}
+
 const char* CrashSystemMessage(uint32_t code) {
     return code == fatalApplicationExit ? sigdescr_np(SIGABRT) : nullptr;
 }

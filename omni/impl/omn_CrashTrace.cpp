@@ -108,7 +108,8 @@ bool PointersReadable(const omn_ExceptionPointers* pointers) {
     return pointers != nullptr && CrashReadable(pointers, sizeof *pointers) &&
            pointers->ExceptionRecord != nullptr &&
            CrashReadable(pointers->ExceptionRecord, sizeof *pointers->ExceptionRecord) &&
-           pointers->ContextRecord != nullptr && CrashReadable(pointers->ContextRecord, 1);
+           pointers->ContextRecord != nullptr &&
+           CrashReadable(pointers->ContextRecord, CrashContextSize());
 }
 
 CrashRegisters RegistersOf(const omn_ExceptionPointers* pointers) {
