@@ -35,6 +35,7 @@
 #include <memory>
 #include <new>
 #include <utility>
+#include <vector>
 
 namespace vlt::detail {
 inline constexpr char cow_1DArrayPath[] = "include/cow_1DArray";
@@ -787,11 +788,27 @@ struct cio_1DArrayListAccess {
     }
     template <class T, class A>
     static pnt_PrettyPrint& Print(pnt_PrettyPrint& pp, const cow_1DArrayList<T, A>& list) {
-        // Reads that make no block: a list read from a stream may span blocks it never had.
+        // Reads that make no block. A block never made prints "..." once, as the array's
+        // own printer does: a list read from a stream may span many blocks it never had.
         const unsigned size = list.storage.BlockSize();
-        return cio_PrintSequence(pp, "[", ",", "]", list.length, [&](uint64_t i) {
+        std::vector<uint64_t> items; // element indices; absentBlock for a block never made
+        constexpr uint64_t absentBlock = UINT64_MAX;
+        for (uint64_t i = 0; i < list.length; ++i) {
+            if (list.storage.ConstBlock(static_cast<unsigned>(i / size)) == nullptr) {
+                items.push_back(absentBlock);
+                i = (i / size + 1) * size - 1;
+            } else {
+                items.push_back(i);
+            }
+        }
+        return cio_PrintSequence(pp, "[", ",", "]", items.size(), [&](uint64_t item) {
+            const uint64_t i = items[item];
+            if (i == absentBlock) {
+                pp << "...";
+                return;
+            }
             const auto* block = list.storage.ConstBlock(static_cast<unsigned>(i / size));
-            cio_PrintElement(pp, block != nullptr ? block->ConstData()[i % size] : T{});
+            cio_PrintElement(pp, block->ConstData()[i % size]);
         });
     }
 };

@@ -282,7 +282,7 @@ std::string Printed(const std::function<void(pnt_PrettyPrint&)>& print) {
 }
 
 // A comma starts a new line (ESC n), which breaks the group: every optional break then breaks.
-TEST(Printing, SequencesUseTheirBracketsAndSeparators) {
+TEST_F(Malformed, SequencesPrintWithTheirBracketsAndSeparators) {
     const int values[2] = {1, 2};
     const cow_1DArrayList<int, int> list(values, 2, 1, 2);
     EXPECT_EQ(Printed([&](pnt_PrettyPrint& pp) { pp << list; }), "[\n  1\n  ,\n  2\n  ]");
@@ -290,6 +290,11 @@ TEST(Printing, SequencesUseTheirBracketsAndSeparators) {
     cow_Map<cow_String, float> map;
     map.Insert("k", 1.5f);
     EXPECT_EQ(Printed([&](pnt_PrettyPrint& pp) { pp << map; }), "{ k: 1.5  }");
+    Feed(Bytes().Words({0x1a0004, 0, 3, 3, 1, 0, 1, 9, 0}));
+    cow_1DArrayList<int, int> sparse;
+    mem >> sparse; // a block never made prints once, whatever its size
+    EXPECT_EQ(Printed([&](pnt_PrettyPrint& pp) { pp << sparse; }),
+              "[\n  ...\n  ,\n  9\n  ,\n  ...\n  ]");
     cow_1DArray<int> array(2, 1);
     array.Get(1) = 4;
     EXPECT_EQ(Printed([&](pnt_PrettyPrint& pp) { cow_1DArray<int>::PrintData(pp, &array); }),
