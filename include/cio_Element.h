@@ -95,6 +95,11 @@ template <class U>
 void cio_ReadElement(bio_Ifilter& in, cow_1DArrayList<U, U>& list);
 template <class U>
 void cio_PrintElement(pnt_PrettyPrint& pp, const cow_1DArrayList<U, U>& list);
+// A list value of a map or list is read back as it was written: raw, in place.
+template <class U>
+void cio_ReadTemporary(bio_Ifilter& in, cow_1DArrayList<U, U>& into) {
+    cio_ReadElement(in, into);
+}
 template <class U>
 inline constexpr unsigned cio_MinBytes<cow_1DArrayList<U, U>> = 12;
 

@@ -1,0 +1,166 @@
+// The typical round trip of a simulation client.
+//
+// A model held in copy-on-write containers is copied into a result (one counter increment),
+// the copy is changed (only the path to the change is copied), and the result travels to a
+// peer process over a pipe through the file-descriptor devices. The peer sends back what it
+// read, and this side compares it with what it sent and pretty-prints it. An exception raised
+// here travels too, and the peer raises it again with its own class.
+//
+//     roundtrip [-values N]      N values per quantity (12 by default)
+//
+// The exit status is 0 when everything came back as it left.
+#include "bio_FdDevice.h"
+#include "bio_InternalFilter.h"
+#include "cio_1DArrayList.h"
+#include "cio_Map.h"
+#include "nex_ExitException.h"
+#include "pnt_PrettyPrint.h"
+#include "utl_CommandLine.h"
+#include "utl_Modules.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+using Quantity = cow_1DArrayList<int, int>;
+using Model = cow_Map<cow_String, Quantity>;
+using ExceptionHandle = cow_COW<nex_Exception, cow_Virtual<nex_Exception>>;
+
+const char* const quantityNames[] = {"density", "pressure", "temperature", "velocity"};
+
+Model MakeModel(int values) {
+    Model model;
+    int seed = 1;
+    for (const char* name : quantityNames) {
+        Quantity quantity;
+        for (int i = 0; i < values; ++i) {
+            quantity.Append(seed * 100 + i);
+        }
+        model.Insert(name, quantity);
+        ++seed;
+    }
+    return model;
+}
+
+// A node of the map that two copies share has one address in both.
+void ShowSharing(const char* when, const Model& model, const Model& result) {
+    std::printf("%s:\n", when);
+    for (const char* name : quantityNames) {
+        const bool shared = &model.ConstGet(name) == &result.ConstGet(name);
+        std::printf("  %-12s %s\n", name, shared ? "shared" : "copied");
+    }
+}
+
+bool SameModel(const Model& a, const Model& b) {
+    if (a.Size() != b.Size()) {
+        return false;
+    }
+    cow_ConstMapIterator<cow_String, Quantity> it(a);
+    for (it.First(); !it.IsDone(); it.Next()) {
+        if (!b.IsMember(it.CurrentKey()) ||
+            !it.CurrentValue().IsEqual(b.ConstGet(it.CurrentKey()))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// The failure a solver would report: raised, caught as any library exception, and kept.
+ExceptionHandle SolverFailure() {
+    try {
+        nex_ExitException("solver stopped: the residual diverged", 3).Throw(__FILE__, __LINE__);
+    } catch (const nex_Exception& e) {
+        return ExceptionHandle(e.Copy());
+    }
+}
+
+// The peer: reads the model and the exception, sends the model back, and raises the exception
+// again. Exits 0 when it arrives with its own class.
+int RunPeer(int fromParent, int toParent) {
+    bio_IfdDevice inDevice(fromParent);
+    bio_IinternalFilter in(inDevice);
+    bio_OfdDevice outDevice(toParent);
+    bio_OinternalFilter out(outDevice);
+
+    Model model;
+    ExceptionHandle failure(static_cast<nex_Exception*>(nullptr));
+    in >> model >> failure;
+    out << model;
+    outDevice.donePushing();
+
+    try {
+        failure.ConstPtr()->Propagate();
+    } catch (const nex_ExitException& e) {
+        std::printf("peer caught nex_ExitException (exit code %d):\n  %s\n", e.ExitCode(),
+                    e.DeveloperReport().c_str());
+        return 0;
+    } catch (const nex_Exception& e) {
+        std::printf("peer caught the wrong class: %s\n", e.DeveloperReport().c_str());
+    }
+    return 1;
+}
+
+// Sends the result and the failure to the peer, and reads back what the peer read.
+Model Exchange(const Model& result, const ExceptionHandle& failure, int toPeer, int fromPeer) {
+    bio_OfdDevice outDevice(toPeer);
+    bio_OinternalFilter out(outDevice);
+    out << result << failure;
+    outDevice.donePushing();
+
+    bio_IfdDevice inDevice(fromPeer);
+    bio_IinternalFilter in(inDevice);
+    Model echo;
+    in >> echo;
+    return echo;
+}
+
+int RoundTrip(int values) {
+    const Model model = MakeModel(values);
+    Model result = model;
+    ShowSharing("after the copy", model, result);
+    result.Get("pressure").Get(0) = -1;
+    ShowSharing("after changing pressure[0] in the copy", model, result);
+
+    int down[2];
+    int up[2];
+    if (pipe(down) != 0 || pipe(up) != 0) {
+        std::perror("pipe");
+        return 1;
+    }
+    std::fflush(stdout);
+    const pid_t peer = fork();
+    if (peer == 0) {
+        close(down[1]);
+        close(up[0]);
+        std::exit(RunPeer(down[0], up[1]));
+    }
+    close(down[0]);
+    close(up[1]);
+
+    const Model echo = Exchange(result, SolverFailure(), down[1], up[0]);
+    int status = 0;
+    waitpid(peer, &status, 0);
+
+    const bool same = SameModel(result, echo);
+    std::printf("the peer read %s\n", same ? "the same model" : "a DIFFERENT model");
+    pnt_PrettyPrint printer(stdout, 72);
+    printer << echo << "\n";
+    printer.Flush();
+    return same && WIFEXITED(status) && WEXITSTATUS(status) == 0 ? 0 : 1;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    int tally = 0;
+    utl_initialize(tally);
+    utl_setCommandLine(argc, argv);
+    const int values = utl_CommandLine::Instance().ConstGetValueAsInt("values", 12);
+    const int status = RoundTrip(values);
+    utl_finalize(tally);
+    return status;
+}
