@@ -13,8 +13,8 @@
 // standard error with its read number and raised as an assertion report.
 #pragma once
 
-#include "HashTable.h"
 #include "bio_Device.h"
+#include "bio_PointerLog.h"
 #include "vlt_Export.h"
 
 class VLTUTL_API bio_Ifilter {
@@ -78,9 +78,18 @@ public:
     bio_Ifilter& operator>>(char& v) { return Get(v); }
     bio_Ifilter& operator>>(bool& v) { return Get(v); }
 
-    // The object recorded for a marker met earlier on this stream.
-    bool FindMarker(unsigned marker, void*& p) const { return pointerLog_.LookUp(marker, p); }
-    void RecordMarker(unsigned marker, void* p) { pointerLog_.Insert(marker, p); }
+    // The object recorded for a marker met earlier on this stream, with its type id (0 when
+    // unknown).
+    bool FindMarker(unsigned marker, void*& p) const {
+        unsigned type = 0;
+        return pointerLog_.Find(marker, p, type);
+    }
+    bool FindMarker(unsigned marker, void*& p, unsigned& type) const {
+        return pointerLog_.Find(marker, p, type);
+    }
+    void RecordMarker(unsigned marker, void* p, unsigned type = 0) {
+        pointerLog_.Insert(marker, p, type);
+    }
 
     static void BeginErrorChecking(const char* file);
     static void CheckLog(const char* tag);
@@ -98,7 +107,7 @@ private:
     // A string of n bytes from a stream that cannot vouch for them, read in bounded chunks.
     char* ReadChunked(unsigned n);
 
-    HashTable<unsigned int, void*> pointerLog_;
+    bio_MarkerLog pointerLog_;
     bio_Idevice* idev_;
 };
 

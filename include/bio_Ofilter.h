@@ -15,8 +15,8 @@
 // per process), which a reader checks its own tags against (see bio_Ifilter).
 #pragma once
 
-#include "HashTable.h"
 #include "bio_Device.h"
+#include "bio_PointerLog.h"
 #include "crt_Assert.h"
 #include "vlt_Export.h"
 
@@ -80,12 +80,10 @@ public:
     // The marker of p in the pointer log. A pointer seen for the first time gets the next
     // marker and `first` is set: its data must follow on the stream.
     unsigned MarkPointer(const void* p, bool& first) {
-        unsigned marker = 0;
-        first = !pointerLog_.LookUp(const_cast<void*>(p), marker);
+        const unsigned marker = pointerLog_.FindOrInsert(p, nextmarker_, first);
         if (first) {
             CRT_CHECK_AT(nextmarker_ != 0, "nextmarker_ != 0", vlt::detail::bio_OfilterPath, 47);
-            marker = nextmarker_++;
-            pointerLog_.Insert(const_cast<void*>(p), marker);
+            ++nextmarker_;
         }
         return marker;
     }
@@ -104,7 +102,7 @@ private:
         return *this;
     }
 
-    HashTable<void*, unsigned int> pointerLog_;
+    bio_AddressLog pointerLog_;
     uint32_t nextmarker_ = 1;
     bio_Odevice* odev_;
 };

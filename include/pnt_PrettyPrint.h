@@ -37,7 +37,7 @@
 // A printer belongs to one thread; `pnt_debugPrint()` is one shared printer on standard error.
 #pragma once
 
-#include "HashTable.h"
+#include "bio_PointerLog.h"
 #include "cow_String.h"
 #include "crt_Assert.h"
 #include "vlt_Export.h"
@@ -125,9 +125,7 @@ public:
     BufferUse BufferHighWater() const;
 
     // Pointer log. True, with its marker, when p has been given one.
-    bool FindMarker(const void* p, unsigned& marker) const {
-        return pointerLog_.LookUp(const_cast<void*>(p), marker);
-    }
+    bool FindMarker(const void* p, unsigned& marker) const { return pointerLog_.Find(p, marker); }
     // Gives p the next marker and returns it. After the counter has wrapped, reports and
     // returns 0 without recording p.
     unsigned NewMarker(const void* p) {
@@ -135,7 +133,8 @@ public:
         if (nextmarker_ == 0) {
             return 0;
         }
-        pointerLog_.Insert(const_cast<void*>(p), nextmarker_);
+        bool inserted = false;
+        pointerLog_.FindOrInsert(p, nextmarker_, inserted);
         return nextmarker_++;
     }
     // Forgets every address; markers start again from 1.
@@ -158,7 +157,7 @@ private:
     std::unique_ptr<vlt::detail::pnt_Sink> sink_;
     vlt::detail::pnt_StringSink* text_; // the sink when the printer has its own text
     std::unique_ptr<vlt::detail::pnt_Layout> layout_;
-    HashTable<void*, unsigned int> pointerLog_;
+    bio_AddressLog pointerLog_;
     unsigned nextmarker_ = 1;
     unsigned debugDepth_ = 0;
     bool escapePending_ = false;

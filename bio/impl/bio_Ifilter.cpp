@@ -13,7 +13,6 @@
 namespace {
 
 constexpr char path[] = "bio/impl/bio_Ifilter";
-constexpr unsigned pointerLogBuckets = 2047;
 // A string from a stream that cannot vouch for its length is read in pieces of at least this
 // size, each at most as large as what has arrived so far, so that a forged length never sizes
 // an allocation much beyond the bytes really received.
@@ -27,7 +26,7 @@ unsigned long readCount = 0;
 
 using namespace vlt::detail;
 
-bio_Ifilter::bio_Ifilter(bio_Idevice* device) : pointerLog_(pointerLogBuckets), idev_(device) {}
+bio_Ifilter::bio_Ifilter(bio_Idevice* device) : idev_(device) {}
 
 bio_Ifilter::~bio_Ifilter() = default;
 

@@ -11,14 +11,13 @@ using namespace vlt::detail;
 namespace {
 
 constexpr char path[] = "bio/impl/bio_Ofilter";
-constexpr unsigned pointerLogBuckets = 2047;
 
 // The validation log of the process: open between BeginErrorLogging and EndErrorLogging.
 std::ofstream* ofs = nullptr;
 
 } // namespace
 
-bio_Ofilter::bio_Ofilter(bio_Odevice* device) : pointerLog_(pointerLogBuckets), odev_(device) {}
+bio_Ofilter::bio_Ofilter(bio_Odevice* device) : odev_(device) {}
 
 bio_Ofilter::~bio_Ofilter() = default;
 

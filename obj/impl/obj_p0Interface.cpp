@@ -9,7 +9,6 @@
 #include "typ_DebugFlags.h"
 
 #include <cstdio>
-#include <unordered_map>
 
 namespace {
 
@@ -20,16 +19,6 @@ constexpr unsigned deepCopyGranule = 8192;
 
 // Set while a deep copy runs: its write and read are not traced.
 bool deepCopying = false;
-
-// The type of every object that a pointer read created under a marker, by address. A stream
-// may name a marker again with another type id; the object behind it is then checked against
-// what the reader expects, so a crafted stream cannot pass off one type as another. An entry
-// outlives its object and is overwritten when the address is used again; an address missing
-// here (recorded in the log by someone else) is trusted.
-std::unordered_map<const void*, unsigned>& createdTypes() {
-    static std::unordered_map<const void*, unsigned> types;
-    return types;
-}
 
 int debugLevel() {
     return typ_DebugFlags::GetDebugFlags(static_cast<unsigned>(obj_Facility));
@@ -64,10 +53,12 @@ bool writeMarker(bio_Ofilter& out, const void* p) {
     return first;
 }
 
-// Reads a record's marker and resolves a back-reference; true when *p was resolved so.
-bool readMarker(bio_Ifilter& in, void** p, unsigned& marker) {
+// Reads a record's marker and resolves a back-reference; true when *p was resolved so, with the
+// type of the object it names (0 when unknown).
+bool readMarker(bio_Ifilter& in, void** p, unsigned& marker, unsigned& knownType) {
     in >> marker;
-    return marker != 0 && in.FindMarker(marker, *p);
+    knownType = 0;
+    return marker != 0 && in.FindMarker(marker, *p, knownType);
 }
 
 void reportPtrMismatch(unsigned actual, unsigned expected) {
@@ -87,12 +78,11 @@ void reportObjMismatch(unsigned actual, unsigned expected) {
 }
 
 // A back-reference to an object of a type other than the one expected is refused like a record
-// of that type, and reads null.
-void checkBackReference(void** p, unsigned expected) {
-    const auto known = createdTypes().find(*p);
-    if (*p != nullptr && known != createdTypes().end() &&
-        !typ_ArchCompTable::IsParent(known->second, expected)) {
-        reportPtrMismatch(known->second, expected);
+// of that type, and reads null: a crafted stream cannot pass one type off as another. An object
+// of unknown type (recorded in the log by someone else) is trusted.
+void checkBackReference(void** p, unsigned knownType, unsigned expected) {
+    if (*p != nullptr && knownType != 0 && !typ_ArchCompTable::IsParent(knownType, expected)) {
+        reportPtrMismatch(knownType, expected);
         *p = nullptr;
     }
 }
@@ -179,8 +169,9 @@ bio_Ifilter& vlt::detail::obj_InputP0PtrOwned(bio_Ifilter& in, void** p, unsigne
     }
     typ_ReadFunc readData = typ_ArchCompTable::GetReadFunc(actual);
     CRT_CHECK_AT(readData != nullptr, "readData != 0", obj_p0InterfacePath, 220);
-    if (readMarker(in, p, marker)) {
-        checkBackReference(p, expected);
+    unsigned knownType = 0;
+    if (readMarker(in, p, marker, knownType)) {
+        checkBackReference(p, knownType, expected);
         return in;
     }
     if (readData == nullptr) {
@@ -193,8 +184,7 @@ bio_Ifilter& vlt::detail::obj_InputP0PtrOwned(bio_Ifilter& in, void** p, unsigne
     }
     created = true;
     if (marker != 0) {
-        in.RecordMarker(marker, *p);
-        createdTypes()[*p] = actual;
+        in.RecordMarker(marker, *p, actual);
     }
     readNewObject(in, p, actual, marker, readData);
     return in;
@@ -219,8 +209,9 @@ bio_Ifilter& vlt::detail::obj_InputP0ObjInto(bio_Ifilter& in, void* p, unsigned 
     unsigned actual = 0;
     unsigned marker = 0;
     void* known = nullptr;
+    unsigned knownType = 0;
     in >> actual;
-    readMarker(in, &known, marker);
+    readMarker(in, &known, marker, knownType);
     if (traceInput()) {
         std::fprintf(stderr, "Reading Obj. %s (%x)\n", nameOf(actual), actual);
     }

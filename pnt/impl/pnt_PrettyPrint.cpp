@@ -12,7 +12,6 @@ namespace {
 constexpr char pnt_PrettyPrintSourcePath[] = "pnt/impl/pnt_PrettyPrint";
 
 // The same shape as the pointer logs of the binary filters.
-constexpr unsigned pointerLogBuckets = 2047;
 
 bool isControlLetter(char c) {
     return c != '\0' && std::strchr("{}tuonc", c) != nullptr;
@@ -23,20 +22,17 @@ bool isControlLetter(char c) {
 pnt_PrettyPrint::pnt_PrettyPrint(unsigned width)
     : sink_(std::make_unique<vlt::detail::pnt_StringSink>()),
       text_(static_cast<vlt::detail::pnt_StringSink*>(sink_.get())),
-      layout_(std::make_unique<vlt::detail::pnt_Layout>(*sink_, width, DefaultIndentStep)),
-      pointerLog_(pointerLogBuckets) {}
+      layout_(std::make_unique<vlt::detail::pnt_Layout>(*sink_, width, DefaultIndentStep)) {}
 
 pnt_PrettyPrint::pnt_PrettyPrint(std::FILE* file, unsigned width)
     : sink_(std::make_unique<vlt::detail::pnt_FileSink>(file)), text_(nullptr),
-      layout_(std::make_unique<vlt::detail::pnt_Layout>(*sink_, width, DefaultIndentStep)),
-      pointerLog_(pointerLogBuckets) {
+      layout_(std::make_unique<vlt::detail::pnt_Layout>(*sink_, width, DefaultIndentStep)) {
     CRT_CHECK(file != nullptr, "file != 0", pnt_PrettyPrintSourcePath);
 }
 
 pnt_PrettyPrint::pnt_PrettyPrint(std::ostream& out, unsigned width)
     : sink_(std::make_unique<vlt::detail::pnt_StreamSink>(out)), text_(nullptr),
-      layout_(std::make_unique<vlt::detail::pnt_Layout>(*sink_, width, DefaultIndentStep)),
-      pointerLog_(pointerLogBuckets) {}
+      layout_(std::make_unique<vlt::detail::pnt_Layout>(*sink_, width, DefaultIndentStep)) {}
 
 pnt_PrettyPrint::~pnt_PrettyPrint() {
     layout_->Flush();
