@@ -34,6 +34,20 @@
 #include <cstdint>
 #include <cstdio>
 
+namespace vlt::detail {
+// The memory counters of one row, in the order of the row's columns.
+struct MonitorMemory {
+    uint64_t peakWorkingSet;
+    uint64_t workingSet;
+    uint64_t quotaPeakPagedPool;
+    uint64_t quotaPagedPool;
+    uint64_t quotaPeakNonPagedPool;
+    uint64_t quotaNonPagedPool;
+    uint64_t pageFaults;
+    uint64_t peakPagefileUsage;
+};
+} // namespace vlt::detail
+
 class VLTUTL_API utl_ResourceMonitor : public omi_SingletonBase<utl_ResourceMonitor> {
 public:
     static constexpr int timerCount = 21;
@@ -59,14 +73,7 @@ public:
         double user;
         double system;
         double processor; // user + system
-        uint64_t peakWorkingSet;
-        uint64_t workingSet;
-        uint64_t quotaPeakPagedPool;
-        uint64_t quotaPagedPool;
-        uint64_t quotaPeakNonPagedPool;
-        uint64_t quotaNonPagedPool;
-        uint64_t pageFaults;
-        uint64_t peakPagefileUsage;
+        vlt::detail::MonitorMemory memory;
         uint32_t unused[3]; // always 0
         uint32_t processId;
     };

@@ -189,14 +189,7 @@ int utl_ResourceMonitor::nt_getrusage(int /*who*/, a_nt_rusage* usage) {
     usage->processor = times.user + times.system;
     MonitorMemory memory{};
     if (MonitorReadMemory(m_Process, memory)) {
-        usage->peakWorkingSet = memory.peakWorkingSet;
-        usage->workingSet = memory.workingSet;
-        usage->quotaPeakPagedPool = memory.quotaPeakPagedPool;
-        usage->quotaPagedPool = memory.quotaPagedPool;
-        usage->quotaPeakNonPagedPool = memory.quotaPeakNonPagedPool;
-        usage->quotaNonPagedPool = memory.quotaNonPagedPool;
-        usage->pageFaults = memory.pageFaults;
-        usage->peakPagefileUsage = memory.peakPagefileUsage;
+        usage->memory = memory;
     }
     usage->unused[0] = usage->unused[1] = usage->unused[2] = 0;
     usage->processId = m_ProcessId;
@@ -214,11 +207,12 @@ void utl_ResourceMonitor::writeRow(const cow_String& label, const a_nt_rusage& u
     } else {
         std::fprintf(m_File, shortLabelFormat, ShortLabel(label).c_str());
     }
-    std::fprintf(m_File, rowFiguresFormat, usage.user, usage.system, Figure(usage.peakWorkingSet),
-                 Figure(usage.workingSet), usage.processor, Figure(usage.quotaPeakPagedPool),
-                 Figure(usage.quotaPagedPool), Figure(usage.quotaPeakNonPagedPool),
-                 Figure(usage.quotaNonPagedPool), Figure(usage.pageFaults),
-                 Figure(usage.peakPagefileUsage), static_cast<int>(usage.unused[0]),
+    const vlt::detail::MonitorMemory& memory = usage.memory;
+    std::fprintf(m_File, rowFiguresFormat, usage.user, usage.system, Figure(memory.peakWorkingSet),
+                 Figure(memory.workingSet), usage.processor, Figure(memory.quotaPeakPagedPool),
+                 Figure(memory.quotaPagedPool), Figure(memory.quotaPeakNonPagedPool),
+                 Figure(memory.quotaNonPagedPool), Figure(memory.pageFaults),
+                 Figure(memory.peakPagefileUsage), static_cast<int>(usage.unused[0]),
                  static_cast<int>(usage.unused[1]), static_cast<int>(usage.unused[2]),
                  static_cast<int>(usage.processId));
     // A run that dies keeps every row written so far.

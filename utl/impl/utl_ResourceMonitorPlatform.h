@@ -4,6 +4,8 @@
 // them throws.
 #pragma once
 
+#include "utl_ResourceMonitor.h"
+
 #include <cstdint>
 
 namespace vlt::detail {
@@ -17,18 +19,6 @@ struct MonitorTimes {
 };
 // User and system time of the whole process so far, in seconds.
 MonitorTimes MonitorProcessTimes();
-
-// The memory counters of one row, in the order of the row's columns.
-struct MonitorMemory {
-    uint64_t peakWorkingSet;
-    uint64_t workingSet;
-    uint64_t quotaPeakPagedPool;
-    uint64_t quotaPagedPool;
-    uint64_t quotaPeakNonPagedPool;
-    uint64_t quotaNonPagedPool;
-    uint64_t pageFaults;
-    uint64_t peakPagefileUsage;
-};
 
 // Opens the handle through which the memory counters are read; -1 when it cannot be opened.
 // The handle is not inherited by child programs.
