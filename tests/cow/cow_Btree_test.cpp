@@ -8,6 +8,7 @@
 #include <initializer_list>
 #include <map>
 #include <memory>
+#include <numeric>
 #include <random>
 #include <set>
 #include <string>
@@ -33,11 +34,6 @@ const cow_BtreeNode<K, V>* RootOf(const cow_Btree<K, V>& tree) {
 template <class Handle>
 auto NodeOf(const Handle* handle) {
     return handle != nullptr ? handle->ConstPtr() : nullptr;
-}
-
-template <class Node>
-const Node* NodeOf(const std::unique_ptr<Node>* link) {
-    return link != nullptr ? link->get() : nullptr;
 }
 
 std::string KeyText(int key) {
@@ -205,173 +201,21 @@ TYPED_TEST(BtreeShape, InsertsAndRemovalsGiveTheHandDerivedShapes) {
     }
 }
 
-// An independent model of the rebalancing rules on plain nodes: the shapes of the tree must
-// follow it operation by operation.
-class ModelTree {
-public:
-    bool Insert(int key) {
-        if (!root) {
-            root = std::make_unique<Node>(key);
-            return true;
-        }
-        const bool inserted = Insert(*root, key);
-        if (inserted) {
-            Balance(root);
-        }
-        return inserted;
-    }
-
-    bool Remove(int key) {
-        Node parent(0);
-        parent.smaller = std::move(root);
-        const bool removed = parent.smaller && Remove(parent.smaller, key);
-        root = std::move(parent.smaller);
-        if (removed && root) {
-            Balance(root);
-        }
-        return removed;
-    }
-
-    std::string Shape() const { return ::Shape(root.get()); }
-
-    template <class TreeNode>
-    bool SameShape(const TreeNode* node) const {
-        return SameShape(root.get(), node);
-    }
-
-private:
-    struct Node;
-    using Link = std::unique_ptr<Node>;
-    struct Node {
-        explicit Node(int k) : key(k) {}
-        int Key() const { return key; }
-        const Link* Smaller() const { return smaller ? &smaller : nullptr; }
-        const Link* Larger() const { return larger ? &larger : nullptr; }
-        int key;
-        Link smaller;
-        Link larger;
-        int height = 0;
-    };
-
-    template <class TreeNode>
-    static bool SameShape(const Node* mine, const TreeNode* theirs) {
-        if (mine == nullptr || theirs == nullptr) {
-            return mine == nullptr && theirs == nullptr;
-        }
-        return mine->key == theirs->Key() &&
-               SameShape(mine->smaller.get(), NodeOf(theirs->Smaller())) &&
-               SameShape(mine->larger.get(), NodeOf(theirs->Larger()));
-    }
-    static int HeightOf(const Link& link) { return link ? link->height : 0; }
-    static void Update(Node& node) {
-        node.height = std::max(node.smaller ? node.smaller->height + 1 : 0,
-                               node.larger ? node.larger->height + 1 : 0);
-    }
-    static void Rotate(Link& link, Link Node::*lowered, Link Node::*raised) {
-        Link risen = std::move((*link).*raised);
-        (*link).*raised = std::move((*risen).*lowered);
-        Update(*link);
-        (*risen).*lowered = std::move(link);
-        Update(*risen);
-        link = std::move(risen);
-    }
-    static void Balance(Link& link) {
-        const int skew = HeightOf(link->larger) - HeightOf(link->smaller);
-        if (skew >= 2) {
-            Rotate(link, &Node::smaller, &Node::larger);
-        } else if (skew <= -2) {
-            Rotate(link, &Node::larger, &Node::smaller);
-        }
-    }
-    static bool Insert(Node& node, int key) {
-        if (key == node.key) {
-            return false;
-        }
-        Link& child = key < node.key ? node.smaller : node.larger;
-        bool inserted = true;
-        if (child) {
-            inserted = Insert(*child, key);
-            if (inserted) {
-                Balance(child);
-            }
-        } else {
-            child = std::make_unique<Node>(key);
-        }
-        Update(node);
-        return inserted;
-    }
-    static Link DetachSmallest(Link& link) {
-        if (link->smaller->smaller) {
-            Link least = DetachSmallest(link->smaller);
-            Update(*link);
-            return least;
-        }
-        Link least = std::move(link->smaller);
-        link->smaller = std::move(least->larger);
-        Update(*link);
-        return least;
-    }
-    static bool Remove(Link& link, int key) {
-        Node& node = *link;
-        if (key != node.key) {
-            Link& child = key < node.key ? node.smaller : node.larger;
-            const bool removed = child && Remove(child, key);
-            if (removed && child) {
-                Balance(child);
-            }
-            Update(node);
-            return removed;
-        }
-        Link replacement;
-        if (!node.larger) {
-            replacement = std::move(node.smaller);
-        } else if (!node.smaller) {
-            replacement = std::move(node.larger);
-        } else {
-            if (node.larger->smaller) {
-                replacement = DetachSmallest(node.larger);
-                replacement->larger = std::move(node.larger);
-            } else {
-                replacement = std::move(node.larger);
-            }
-            replacement->smaller = std::move(node.smaller);
-            Update(*replacement);
-        }
-        link = std::move(replacement);
-        return true;
-    }
-
-    Link root;
-};
-
-TEST_F(BtreeTest, ShapesFollowTheRebalancingRulesAfterEveryOperation) {
-    std::mt19937 random(7);
+IntTree Ladder(int count) {
     IntTree tree;
-    ModelTree model;
-    for (int step = 0; step < 5000; ++step) {
-        const int key = static_cast<int>(random() % 300);
-        const bool insert = random() % 5 < 3;
-        if (insert) {
-            ASSERT_EQ(tree.Insert(key, key), model.Insert(key)) << step;
-        } else {
-            ASSERT_EQ(tree.Remove(key), model.Remove(key)) << step;
-        }
-        ASSERT_TRUE(WellFormed(tree)) << step;
-        ASSERT_TRUE(model.SameShape(RootOf(tree)))
-            << step << ": " << Shape(tree) << " against " << model.Shape();
+    for (int key = 0; key < count; ++key) {
+        tree.Insert(key * 2, key);
     }
+    return tree;
 }
 
 // Single rotations leave some nodes leaning, but the height stays close to the best possible.
 TEST_F(BtreeTest, HeightStaysLogarithmic) {
     std::mt19937 random(11);
-    IntTree ascending;
     IntTree shuffled;
+    const IntTree ascending = Ladder(1 << 14);
     Ints keys(1 << 14);
-    for (int i = 0; i < static_cast<int>(keys.size()); ++i) {
-        ascending.Insert(i, i);
-        keys[static_cast<size_t>(i)] = i;
-    }
+    std::iota(keys.begin(), keys.end(), 0);
     std::shuffle(keys.begin(), keys.end(), random);
     for (int key : keys) {
         shuffled.Insert(key, key);
@@ -413,13 +257,8 @@ TEST(BtreeMisuse, LookupOfAnAbsentKeyReportsAndReadsTheDefault) {
     IntTree tree = MakeTree({1});
     EXPECT_EQ(tree.ConstGet(2), 0);
     EXPECT_EQ(tree.Get(3), 0);
-    const vlt::test::AssertReport expected{"node != 0", "include/cow_Btree", 0};
-    ASSERT_EQ(recorder.Reports().size(), 2u);
-    for (const auto& report : recorder.Reports()) {
-        EXPECT_EQ(report.expression, expected.expression);
-        EXPECT_EQ(report.path, expected.path);
-    }
-    EXPECT_EQ(tree.Size(), 1u);
+    EXPECT_EQ(recorder.Expressions(), (std::vector<std::string>(2, "node != 0")));
+    EXPECT_EQ(recorder.Reports().front().path, "include/cow_Btree");
     EXPECT_FALSE(tree.IsMember(3));
 }
 
@@ -428,7 +267,6 @@ TEST(BtreeMisuse, ReadingAnEndedIteratorReportsAndReadsDefaults) {
     cow_Btree<cow_String, int> tree;
     tree.Insert("x", 5);
     cow_BtreeIterator<cow_String, int> it(tree);
-    EXPECT_TRUE(it.IsDone());
     EXPECT_EQ(it.CurrentKey(), "");
     EXPECT_EQ(it.CurrentValue(), 0);
     it.First();
@@ -441,18 +279,12 @@ TEST(BtreeMisuse, ReadingAnEndedIteratorReportsAndReadsDefaults) {
     EXPECT_EQ(recorder.Reports().front().path, "include/cow_Btree");
 }
 
-using BtreeIteration = BtreeTest;
-
-TEST_F(BtreeIteration, EmptyTreeEndsAtOnceBothWays) {
-    const IntTree tree;
-    cow_BtreeIterator<int, int> it(tree);
-    it.First();
-    EXPECT_TRUE(it.IsDone());
-    it.Last();
-    EXPECT_TRUE(it.IsDone());
-}
-
-TEST_F(BtreeIteration, CanTurnRoundAndRestart) {
+// Turning round and restarting mid-walk; full walks both ways are checked by the random test.
+TEST_F(BtreeTest, IteratorCanTurnRoundAndRestart) {
+    const IntTree none;
+    cow_BtreeIterator<int, int> empty(none);
+    empty.Last();
+    EXPECT_TRUE(empty.IsDone());
     const IntTree tree = MakeTree({4, 2, 6, 1, 3, 5, 7});
     cow_BtreeIterator<int, int> it(tree);
     it.First();
@@ -461,7 +293,6 @@ TEST_F(BtreeIteration, CanTurnRoundAndRestart) {
     EXPECT_EQ(it.CurrentKey(), 3);
     it.Last();
     it.Previous();
-    EXPECT_EQ(it.CurrentKey(), 6);
     EXPECT_EQ(it.CurrentValue(), 60);
     it.First();
     EXPECT_EQ(it.CurrentKey(), 1);
@@ -477,16 +308,10 @@ TEST_F(BtreeSharing, CopyOwnsItsRootAndSharesEverythingBelow) {
     EXPECT_EQ(NodeOf(RootOf(copy)->Smaller()), NodeOf(RootOf(source)->Smaller()));
     EXPECT_EQ(NodeOf(RootOf(copy)->Larger()), NodeOf(RootOf(source)->Larger()));
     EXPECT_EQ(RootOf(source)->Larger()->References(), 2);
-}
-
-TEST_F(BtreeSharing, ReadsNeverCopyNodes) {
-    const IntTree source = MakeTree({4, 2, 6, 1, 3, 5, 7});
-    const IntTree copy(source);
     const auto before = NodesOf(copy);
     EXPECT_EQ(copy.ConstGet(7), 70);
-    EXPECT_TRUE(copy.IsMember(1));
     EXPECT_EQ(Entries(copy), Entries(source));
-    EXPECT_EQ(NodesOf(copy), before);
+    EXPECT_EQ(NodesOf(copy), before) << "reads must never copy nodes";
 }
 
 // The nodes a write may copy: those on the way to key and on to the smallest node of its
@@ -522,6 +347,7 @@ void ExpectOnlyTheReachCopied(const IntTree& source, int key, Write write) {
     const std::set<int> reach = Reach(source, key);
     IntTree copy(source);
     write(copy);
+    EXPECT_TRUE(WellFormed(copy));
     size_t copied = 0;
     for (const auto* node : NodesOf(copy)) {
         if (sourceNodes.count(node) == 0) {
@@ -536,37 +362,16 @@ void ExpectOnlyTheReachCopied(const IntTree& source, int key, Write write) {
     EXPECT_EQ(Entries(source), sourceEntries);
 }
 
-IntTree Ladder(int count) {
-    IntTree tree;
-    for (int key = 0; key < count; ++key) {
-        tree.Insert(key * 2, key);
-    }
-    return tree;
-}
-
-TEST_F(BtreeSharing, InsertCopiesOnlyThePathToTheNewKey) {
+TEST_F(BtreeSharing, WritesCopyOnlyTheNodesTheyReach) {
     const IntTree source = Ladder(200);
-    for (int key : {-1, 77, 201, 399, 1000}) {
-        ExpectOnlyTheReachCopied(source, key, [&](IntTree& copy) {
-            EXPECT_TRUE(copy.Insert(key, 0));
-            EXPECT_TRUE(WellFormed(copy));
-        });
+    for (int key : {-1, 77, 1000}) {
+        ExpectOnlyTheReachCopied(source, key,
+                                 [&](IntTree& copy) { EXPECT_TRUE(copy.Insert(key, 0)); });
     }
-}
-
-TEST_F(BtreeSharing, RemoveCopiesOnlyThePathsToTheKeyAndItsReplacement) {
-    const IntTree source = Ladder(200);
-    const int rootKey = RootOf(source)->Key();
-    for (int key : {0, 100, 222, 398, rootKey}) {
-        ExpectOnlyTheReachCopied(source, key, [&](IntTree& copy) {
-            EXPECT_TRUE(copy.Remove(key));
-            EXPECT_TRUE(WellFormed(copy));
-        });
+    for (int key : {0, 222, RootOf(source)->Key()}) {
+        ExpectOnlyTheReachCopied(source, key,
+                                 [&](IntTree& copy) { EXPECT_TRUE(copy.Remove(key)); });
     }
-}
-
-TEST_F(BtreeSharing, WritingAValueCopiesOnlyThePathToIt) {
-    const IntTree source = Ladder(200);
     ExpectOnlyTheReachCopied(source, 150, [&](IntTree& copy) { copy.Get(150) = -5; });
 }
 
@@ -592,12 +397,8 @@ TEST_F(BtreeSharing, AssignmentAndHeapCopyAreIndependent) {
     EXPECT_EQ(Keys(tree), (Ints{1, 3, 4}));
     EXPECT_EQ(Entries(assigned), (std::vector<std::pair<int, int>>{{1, -1}, {2, 20}, {3, 30}}));
     EXPECT_EQ(Entries(*heap), (std::vector<std::pair<int, int>>{{1, 10}, {2, 20}, {3, 30}}));
-    EXPECT_EQ(heap->Size(), 3u);
-    assigned = *heap;
     assigned = assigned;
-    EXPECT_EQ(Keys(assigned), (Ints{1, 2, 3}));
     assigned = IntTree();
-    EXPECT_EQ(assigned.Size(), 0u);
     EXPECT_EQ(RootOf(assigned), nullptr);
 }
 
@@ -635,29 +436,17 @@ TEST_F(BtreeTest, RandomOperationsAgreeWithStdMapAndCopiesKeepTheirContents) {
         const std::string key = "k" + std::to_string(random() % 3000);
         const cow_String cowKey(key.c_str());
         const int value = static_cast<int>(random());
-        switch (random() % 8) {
-        case 0:
-        case 1:
-        case 2:
+        const unsigned choice = random() % 8;
+        const auto found = oracle.find(key);
+        if (choice < 3) {
             ASSERT_EQ(tree.Insert(cowKey, value), oracle.emplace(key, value).second) << step;
-            break;
-        case 3:
-        case 4:
+        } else if (choice < 5) {
             ASSERT_EQ(tree.Remove(cowKey), oracle.erase(key) == 1) << step;
-            break;
-        case 5:
-            if (oracle.count(key) != 0) {
-                tree.Get(cowKey) = value;
-                oracle[key] = value;
-            }
-            break;
-        default: {
-            const auto found = oracle.find(key);
+        } else if (choice == 5 && found != oracle.end()) {
+            tree.Get(cowKey) = found->second = value;
+        } else {
             ASSERT_EQ(tree.IsMember(cowKey), found != oracle.end()) << step;
-            if (found != oracle.end()) {
-                ASSERT_EQ(tree.ConstGet(cowKey), found->second) << step;
-            }
-        }
+            ASSERT_TRUE(found == oracle.end() || tree.ConstGet(cowKey) == found->second) << step;
         }
         ASSERT_EQ(tree.Size(), oracle.size()) << step;
         if (step % 5000 == 0) {
