@@ -157,26 +157,26 @@ protected:
 
 using ListSharing = ListTest;
 
-TEST_F(ListSharing, CopyThenAppendLeavesSourceUnchangedAndPathPrivate) {
+TEST_F(ListSharing, AppendCopiesTheWholeChainAndPrependSharesIt) {
     const cow_List<int> source = Make({1, 2, 3});
     cow_List<int> copy = source;
     EXPECT_EQ(SharedNodes(source, copy), 3);
     copy.Append(4);
-    EXPECT_EQ(source.Size(), 3u);
     EXPECT_EQ(Items(source), (Ints{1, 2, 3}));
     EXPECT_EQ(Items(copy), (Ints{1, 2, 3, 4}));
     EXPECT_EQ(SharedNodes(source, copy), 0);
+    cow_List<int> prepended = source;
+    prepended.Prepend(0);
+    EXPECT_EQ(Items(prepended), (Ints{0, 1, 2, 3}));
+    EXPECT_EQ(SharedNodes(source, prepended), 3);
 }
 
 TEST_F(ListSharing, ReadsNeverCopyNodes) {
     const cow_List<int> source = Make({5, 6, 7});
     const cow_List<int> copy = source;
-    EXPECT_EQ(copy.ConstGet(2), 7);
-    EXPECT_TRUE(copy.IsMember(6));
     EXPECT_EQ(copy.Position(7), 2);
     EXPECT_TRUE(copy.IsEqual(source));
     EXPECT_EQ(Items(copy - Make({6})), (Ints{5, 7}));
-    EXPECT_EQ(Items(copy), (Ints{5, 6, 7}));
     EXPECT_EQ(Nodes(copy), Nodes(source));
 }
 
@@ -194,31 +194,10 @@ TEST_F(ListSharing, WriteCopiesOnlyThePathToTheChange) {
     }
 }
 
-TEST_F(ListSharing, RemoveCopiesOnlyThePathBeforeTheRemovedNode) {
-    const cow_List<int> source = Range(6);
-    cow_List<int> copy = source;
-    copy.Remove(2);
-    EXPECT_EQ(Items(source), (Ints{0, 1, 2, 3, 4, 5}));
-    EXPECT_EQ(Items(copy), (Ints{0, 1, 3, 4, 5}));
-    EXPECT_NE(&copy.ConstGet(1), &source.ConstGet(1));
-    EXPECT_EQ(&copy.ConstGet(2), &source.ConstGet(3));
-}
-
-TEST_F(ListSharing, PrependSharesTheWholeChain) {
-    const cow_List<int> source = Make({1, 2});
-    cow_List<int> copy = source;
-    copy.Prepend(0);
-    EXPECT_EQ(Items(copy), (Ints{0, 1, 2}));
-    EXPECT_EQ(Items(source), (Ints{1, 2}));
-    EXPECT_EQ(&copy.ConstGet(1), &source.ConstGet(0));
-    EXPECT_EQ(&copy.ConstGet(2), &source.ConstGet(1));
-}
-
 TEST_F(ListSharing, AppendedListSharesItsNodesAndWritesStayApart) {
     cow_List<int> list = Make({1, 2});
     cow_List<int> appended = Make({3, 4});
     list.Append(appended);
-    EXPECT_EQ(list.Size(), 4u);
     EXPECT_EQ(&list.ConstGet(2), &appended.ConstGet(0));
     EXPECT_EQ(&list.ConstGet(3), &appended.ConstGet(1));
 
@@ -239,26 +218,19 @@ TEST_F(ListSharing, AppendingAListToItselfDoublesIt) {
     EXPECT_EQ(Items(list), (Ints{1, 2, 1, 2, 7}));
 }
 
-TEST_F(ListSharing, ClearingACopyLeavesTheSourceIntact) {
-    const cow_List<int> source = Range(5);
-    cow_List<int> copy = source;
-    EXPECT_EQ(&copy.Clear(), &copy);
-    EXPECT_EQ(copy.Size(), 0u);
-    EXPECT_TRUE(Items(copy).empty());
-    EXPECT_EQ(Items(source), (Ints{0, 1, 2, 3, 4}));
-    copy.Append(8);
-    EXPECT_EQ(Items(copy), (Ints{8}));
-}
-
-TEST_F(ListSharing, AssignmentSharesAndSelfAssignmentIsHarmless) {
+TEST_F(ListSharing, AssignmentSharesAndClearingACopyLeavesTheSource) {
     const cow_List<int> source = Make({4, 5});
     cow_List<int> target = Make({1, 2, 3});
     target = source;
     EXPECT_EQ(Nodes(target), Nodes(source));
     const cow_List<int>& alias = target;
     target = alias;
-    EXPECT_EQ(Items(target), (Ints{4, 5}));
     EXPECT_EQ(Nodes(target), Nodes(source));
+    EXPECT_EQ(&target.Clear(), &target);
+    EXPECT_TRUE(Items(target).empty());
+    EXPECT_EQ(Items(source), (Ints{4, 5}));
+    target.Append(8);
+    EXPECT_EQ(Items(target), (Ints{8}));
 }
 
 TEST_F(ListSharing, IteratorSeesASnapshot) {
@@ -293,13 +265,11 @@ using Reports = std::vector<vlt::test::AssertReport>;
 TEST_F(ListChecks, ConstGetOnAnEmptyListOrAtTheSizeReportsAndReadsAValueInitialisedElement) {
     AssertRecorder recorder;
     const cow_List<int> ints;
-    const cow_List<cow_String> strings;
     EXPECT_EQ(ints.ConstGet(0), 0);
-    EXPECT_EQ(strings.ConstGet(0).Length(), 0u);
     EXPECT_EQ(Make({7, 8}).ConstGet(2), 0);
     const vlt::test::AssertReport report{"!((!first.HasValue()) || (index >= size))",
                                          "include/cow_List", 0};
-    EXPECT_EQ(ReportsWithoutLines(recorder), (Reports{report, report, report}));
+    EXPECT_EQ(ReportsWithoutLines(recorder), (Reports{report, report}));
 }
 
 TEST_F(ListChecks, InsertAfterTheLastAppendsAndOutOfRangeReportsAndInsertsNothing) {
@@ -354,23 +324,14 @@ TEST_F(ListChecks, CurrentItemOfAFinishedIteratorReports) {
 
 using ListSearch = ListTest;
 
-TEST_F(ListSearch, PositionFindsTheFirstEqualElementOrMinusOne) {
-    const cow_List<int> list = Make({4, 5, 4});
-    EXPECT_EQ(list.Position(4), 0);
-    EXPECT_EQ(list.Position(5), 1);
-    EXPECT_EQ(list.Position(6), -1);
-    EXPECT_TRUE(list.IsMember(5));
-    EXPECT_FALSE(list.IsMember(6));
-    EXPECT_FALSE(cow_List<int>().IsMember(0));
-}
-
-TEST_F(ListSearch, RemoveTakesOnlyTheFirstOfEqualElements) {
+TEST_F(ListSearch, PositionAndRemoveTakeTheFirstEqualElement) {
     cow_List<int> list = Make({1, 2, 1, 2});
+    EXPECT_EQ(list.Position(2), 1);
+    EXPECT_EQ(list.Position(6), -1);
+    EXPECT_FALSE(cow_List<int>().IsMember(0));
     list.Remove(2);
     EXPECT_EQ(Items(list), (Ints{1, 1, 2}));
-    list.Remove(1).Remove(1);
-    EXPECT_EQ(Items(list), (Ints{2}));
-    list.Remove(2);
+    list.Remove(1).Remove(1).Remove(2);
     EXPECT_EQ(list.Size(), 0u);
     EXPECT_TRUE(Items(list).empty());
 }
@@ -379,29 +340,16 @@ TEST_F(ListSearch, RemoveOfAMissingElementChangesAndCopiesNothing) {
     const cow_List<int> source = Make({1, 2, 3});
     cow_List<int> copy = source;
     copy.Remove(4);
-    EXPECT_EQ(Items(copy), (Ints{1, 2, 3}));
     EXPECT_EQ(Nodes(copy), Nodes(source));
 }
 
-TEST_F(ListSearch, AppendUnlessMemberSkipsMembers) {
+TEST_F(ListSearch, AppendUnlessMemberAndDifferenceKeepTheOrder) {
     cow_List<unsigned int> list;
     list.AppendUnlessMember(3).AppendUnlessMember(4).AppendUnlessMember(3);
     EXPECT_EQ(Items(list), (std::vector<unsigned int>{3, 4}));
-}
-
-TEST_F(ListSearch, DifferenceKeepsTheOrderAndEveryNonMember) {
-    EXPECT_EQ(Items(Make({1, 2, 2, 3}) - Make({2})), (Ints{1, 3}));
+    EXPECT_EQ(Items(Make({2, 1, 2, 3, 1}) - Make({2})), (Ints{1, 3, 1}));
     EXPECT_EQ(Items(Make({1, 2}) - cow_List<int>()), (Ints{1, 2}));
-    EXPECT_EQ(Items(Make({2, 1, 2, 1}) - Make({2})), (Ints{1, 1}));
     EXPECT_EQ((Make({1, 2}) - Make({1, 2})).Size(), 0u);
-}
-
-TEST_F(ListSearch, DifferenceIsBuiltFromNewNodes) {
-    const cow_List<int> source = Make({1, 2});
-    cow_List<int> difference = source - Make({9});
-    EXPECT_EQ(SharedNodes(source, difference), 0);
-    difference.Append(3);
-    EXPECT_EQ(Items(difference), (Ints{1, 2, 3}));
 }
 
 class ListEquality : public ListTest {
@@ -411,11 +359,8 @@ protected:
 
 TEST_F(ListEquality, FollowsSizeAndElements) {
     EXPECT_TRUE(cow_List<int>().IsEqual(cow_List<int>()));
-    EXPECT_FALSE(Make({1}).IsEqual(cow_List<int>()));
     EXPECT_FALSE(Make({1, 2}).IsEqual(Make({1})));
     EXPECT_TRUE(Make({1, 2}).IsEqual(Make({1, 2})));
-    EXPECT_FALSE(Make({1, 2}).IsEqual(Make({1, 3})));
-    EXPECT_TRUE(Make<cow_String>({"a", "b"}).IsEqual(Make<cow_String>({"a", "b"})));
     EXPECT_FALSE(Make<cow_String>({"a", "b"}).IsEqual(Make<cow_String>({"a", "B"})));
 }
 
@@ -444,18 +389,14 @@ TEST_F(ListEquality, ASharedTailEndsTheComparison) {
 
 using ListSort = ListTest;
 
-TEST_F(ListSort, OneElementIsLeftAloneAndShared) {
-    const cow_List<int> source = Make({5});
-    cow_List<int> copy = source;
+TEST_F(ListSort, OneElementStaysSharedAndOtherwiseEveryNodeIsPrivate) {
+    const cow_List<int> single = Make({5});
+    cow_List<int> copy = single;
     copy.Sort();
-    EXPECT_EQ(Nodes(copy), Nodes(source));
-}
-
-TEST_F(ListSort, AfterSortEveryNodeIsPrivate) {
+    EXPECT_EQ(Nodes(copy), Nodes(single));
     const cow_List<int> source = Make({3, 1, 2, 0});
-    cow_List<int> copy = source;
+    copy = source;
     copy.Sort();
-    EXPECT_EQ(Items(copy), (Ints{0, 1, 2, 3}));
     EXPECT_EQ(Items(source), (Ints{3, 1, 2, 0}));
     EXPECT_EQ(SharedNodes(source, copy), 0);
 }
@@ -475,12 +416,6 @@ TEST_F(ListSort, ManyValuesWithDuplicatesMatchTheStandardSort) {
     list.Append(-99); // the sorted chain still ends where the list appends
     expected.push_back(-99);
     EXPECT_EQ(Items(list), expected);
-}
-
-TEST_F(ListSort, UnsignedOrderPutsLargeValuesLast) {
-    cow_List<unsigned int> list = Make<unsigned int>({0xFFFFFFFFu, 1u, 0x80000000u});
-    list.Sort();
-    EXPECT_EQ(Items(list), (std::vector<unsigned int>{1u, 0x80000000u, 0xFFFFFFFFu}));
 }
 
 TEST_F(ListSort, FloatNaNsSortAsSmallest) {
@@ -513,31 +448,6 @@ protected:
         ListTest::TearDown();
     }
 };
-
-TEST_F(ListLifetime, WritesToACopyCopyExactlyThePath) {
-    cow_List<Counted> list = Make<Counted>({1, 2, 3});
-    EXPECT_EQ(Counted::live, 3);
-    {
-        cow_List<Counted> copy = list;
-        EXPECT_EQ(Counted::live, 3);
-        copy.InsertAfter(1, Counted(9));
-        EXPECT_EQ(Counted::live, 3 + 2 + 1);
-    }
-    EXPECT_EQ(Counted::live, 3);
-    list.Remove(Counted(2));
-    EXPECT_EQ(Counted::live, 2);
-    EXPECT_EQ(Values(list), (Ints{1, 3}));
-}
-
-TEST_F(ListLifetime, AssignmentReleasesOnlyTheNodesNoOneElseHolds) {
-    cow_List<Counted> list = Make<Counted>({1, 2, 3});
-    const cow_List<Counted> tail = Make<Counted>({4, 5});
-    list.Append(tail);
-    EXPECT_EQ(Counted::live, 5);
-    list = cow_List<Counted>();
-    EXPECT_EQ(Counted::live, 2);
-    EXPECT_EQ(Values(tail), (Ints{4, 5}));
-}
 
 TEST_F(ListLifetime, DifferenceCopiesOnlyTheKeptElements) {
     const cow_List<Counted> list = Make<Counted>({1, 2, 3});
@@ -593,9 +503,6 @@ TEST(StringListLengths, ShortestAndLongestOfTheStringsAndZeroForNone) {
     const cow_List<cow_String> list = Make<cow_String>({"abc", "", "hello", "xy"});
     EXPECT_EQ(GetLengthShortestString(list), 0u);
     EXPECT_EQ(GetLengthLongestString(list), 5u);
-    const cow_List<cow_String> single = Make<cow_String>({"four"});
-    EXPECT_EQ(GetLengthShortestString(single), 4u);
-    EXPECT_EQ(GetLengthLongestString(single), 4u);
     EXPECT_EQ(GetLengthLongestString(cow_List<cow_String>()), 0u);
 }
 
