@@ -81,11 +81,8 @@ TEST_F(ArrayShape, DefaultArrayIsEmptyUntilTheFirstWriteChoosesSixteen) {
     cow_1DArray<int> array;
     EXPECT_EQ(array.Length(), 0u);
     EXPECT_EQ(array.BlockCount(), 1u);
-    EXPECT_EQ(array.BlockSize(), 0u);
     array.Get(0) = 7;
-    EXPECT_EQ(array.BlockSize(), 16u);
     EXPECT_EQ(array.Length(), 16u);
-    EXPECT_EQ(array.PartialArrayConstGet(0), 7);
 }
 
 TEST_F(ArrayShape, GrowRoundsUpToWholeBlocks) {
@@ -100,7 +97,6 @@ TEST_F(ArrayShape, GrowToZeroDropsTheBlockSizeAndKeepsOneEntry) {
     cow_1DArray<int> array = Filled(40, 16);
     EXPECT_TRUE(array.Grow(0));
     EXPECT_EQ(array.BlockSize(), 0u);
-    EXPECT_EQ(array.BlockCount(), 1u);
     EXPECT_EQ(array.Length(), 0u);
     // The first block has the size the next write chooses, so it is kept.
     EXPECT_EQ(array.Get(1), 1);
@@ -135,8 +131,6 @@ TEST_F(ArrayShape, ShrinkingReleasesTheBlocksBeyondTheEnd) {
 }
 
 TEST_F(ArrayShape, ReadsOutsideTheArrayGiveZeroAndMakeNothing) {
-    const cow_1DArray<double> empty;
-    EXPECT_EQ(empty.PartialArrayConstGet(3), 0.0);
     const cow_1DArray<double> array(2, 8);
     EXPECT_EQ(array.PartialArrayConstGet(16), 0.0);
     EXPECT_EQ(MadeBlocks(array), 0);
@@ -165,26 +159,18 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(BlockSizes, ArraySharing, testing::Values(16u, 12u));
 
-TEST_P(ArraySharing, CopySharesTheTableAndReadsNeverUnshare) {
-    const cow_1DArray<int> copy = array;
-    EXPECT_EQ(copy.PartialArrayConstGet(size + 1), static_cast<int>(size + 1));
-    EXPECT_EQ(array.TableReferences(), 2);
-    for (unsigned b = 0; b < 4; ++b) {
-        EXPECT_EQ(copy.ConstBlock(b), array.ConstBlock(b));
-        EXPECT_EQ(copy.ConstBlock(b)->References(), 1) << "one table holds the block";
-    }
-}
-
-TEST_P(ArraySharing, WriteAfterCopyCopiesTheTableAndOneBlockOnly) {
+TEST_P(ArraySharing, CopySharesTheTableAndAWriteCopiesTheTableAndOneBlockOnly) {
     cow_1DArray<int> copy = array;
+    EXPECT_EQ(copy.PartialArrayConstGet(size + 1), static_cast<int>(size + 1));
+    EXPECT_EQ(array.TableReferences(), 2) << "reads never unshare";
+    EXPECT_EQ(copy.ConstBlock(1), array.ConstBlock(1));
+    EXPECT_EQ(copy.ConstBlock(1)->References(), 1) << "one table holds the block";
     copy.Get(5) = -5;
     EXPECT_EQ(array.PartialArrayConstGet(5), 5);
     EXPECT_EQ(copy.PartialArrayConstGet(5), -5);
     EXPECT_EQ(array.TableReferences(), 1);
-    EXPECT_EQ(copy.TableReferences(), 1);
     EXPECT_NE(copy.ConstBlock(0), array.ConstBlock(0));
     EXPECT_EQ(array.ConstBlock(0)->References(), 1);
-    EXPECT_EQ(copy.ConstBlock(0)->References(), 1);
     for (unsigned b = 1; b < 4; ++b) {
         EXPECT_EQ(copy.ConstBlock(b), array.ConstBlock(b)) << b;
         EXPECT_EQ(copy.ConstBlock(b)->References(), 2) << b;
@@ -192,16 +178,6 @@ TEST_P(ArraySharing, WriteAfterCopyCopiesTheTableAndOneBlockOnly) {
     const cow_1DArrayBlock<int>* written = copy.ConstBlock(0);
     copy.Get(6) = -6;
     EXPECT_EQ(copy.ConstBlock(0), written) << "a private block is written in place";
-    EXPECT_EQ(copy.PartialArrayConstGet(6), -6);
-}
-
-TEST_P(ArraySharing, WritingTheSourceAfterACopyLeavesTheCopyIntact) {
-    cow_1DArray<int> source = array;
-    const cow_1DArray<int> copy = source;
-    source.Get(size + 4) = 0;
-    EXPECT_EQ(copy.PartialArrayConstGet(size + 4), static_cast<int>(size + 4));
-    EXPECT_EQ(copy.ConstBlock(0), source.ConstBlock(0));
-    EXPECT_NE(copy.ConstBlock(1), source.ConstBlock(1));
 }
 
 TEST_F(ArrayShape, ReadMakesAMissingBlockInTheSharedTable) {
@@ -249,6 +225,7 @@ TEST_F(ArrayDiff, HoldsExactlyTheBlockThatDiffers) {
     EXPECT_EQ(MadeBlocks(diff), 1);
     EXPECT_EQ(diff.ConstBlock(6), newer.ConstBlock(6));
     EXPECT_EQ(newer.ConstBlock(6)->References(), 2);
+    EXPECT_EQ(MadeBlocks(older.Diff(cow_1DArray<int>(older))), 0) << "shared versions";
 }
 
 TEST_F(ArrayDiff, ApplyingItToACopyOfTheOlderReproducesTheNewer) {
@@ -256,7 +233,6 @@ TEST_F(ArrayDiff, ApplyingItToACopyOfTheOlderReproducesTheNewer) {
     cow_1DArray<int> replay = older;
     replay.ApplyDiff(diff);
     EXPECT_TRUE(replay.IsEqual(newer));
-    EXPECT_EQ(replay.PartialArrayConstGet(100), -1);
     EXPECT_EQ(older.PartialArrayConstGet(100), 100);
     EXPECT_EQ(replay.ConstBlock(6), newer.ConstBlock(6));
     EXPECT_EQ(replay.ConstBlock(7), older.ConstBlock(7));
@@ -276,13 +252,6 @@ TEST_F(ArrayDiff, CarriesGrowthAndShrinkage) {
     EXPECT_EQ(replay.ConstBlock(6), shorter.ConstBlock(6));
 }
 
-TEST_F(ArrayDiff, OfSharedVersionsIsEmpty) {
-    const cow_1DArray<int> copy = older;
-    const cow_1DArray<int> diff = older.Diff(copy);
-    EXPECT_EQ(diff.BlockCount(), older.BlockCount());
-    EXPECT_EQ(MadeBlocks(diff), 0);
-}
-
 TEST_F(ArrayDiff, DifferentBlockSizesAreReported) {
     const cow_1DArray<int> other = Filled(1000, 32);
     EXPECT_EQ(older.Diff(other).BlockSize(), 32u);
@@ -300,7 +269,6 @@ TEST_F(ArrayDiff, DifferentBlockSizesAreReported) {
 using ArrayEquality = ArrayTest;
 
 TEST_F(ArrayEquality, ComparesLengthsThenElements) {
-    EXPECT_TRUE(cow_1DArray<int>().IsEqual(cow_1DArray<int>(3, 0)));
     EXPECT_FALSE(Filled(16, 16).IsEqual(Filled(32, 16)));
     EXPECT_TRUE(Filled(32, 16).IsEqual(Filled(32, 8)));
     cow_1DArray<int> changed = Filled(32, 8);
@@ -323,16 +291,16 @@ using ArrayList = ArrayTest;
 TEST_F(ArrayList, AppendInsertAndRemoveAcrossBlocks) {
     IntList list = MakeList({0, 1, 2, 3, 4, 5});
     EXPECT_TRUE(list.Insert(2, 9));
-    EXPECT_EQ(Items(list), (Ints{0, 1, 9, 2, 3, 4, 5}));
     EXPECT_TRUE(list.Insert(7, 6)) << "inserting at the length appends";
     EXPECT_FALSE(list.Insert(9, 7));
     EXPECT_EQ(Items(list), (Ints{0, 1, 9, 2, 3, 4, 5, 6}));
     EXPECT_TRUE(list.Remove(0));
     EXPECT_FALSE(list.Remove(7));
     EXPECT_EQ(Items(list), (Ints{1, 9, 2, 3, 4, 5, 6}));
-    list.Append(8);
-    EXPECT_EQ(list.Length(), 8u);
-    EXPECT_EQ(list.ConstGet(7), 8);
+    list.ClearAll();
+    EXPECT_EQ(list.Storage().BlockSize(), 0u) << "starts over with a default array";
+    list.Append(4);
+    EXPECT_EQ(Items(list), (Ints{4}));
 }
 
 TEST_F(ArrayList, InsertingAnElementOfTheListItself) {
@@ -352,14 +320,17 @@ TEST_F(ArrayList, RemoveResetsTheFreedSlot) {
     EXPECT_EQ(texts.Storage().PartialArrayConstGet(1).Length(), 0u);
 }
 
-TEST_F(ArrayList, PopTakesTheLastAndReportsAnEmptyList) {
-    IntList list = MakeList({3, 4});
-    EXPECT_EQ(list.Pop(), 4);
+TEST_F(ArrayList, MisuseIsReportedAndCarriesOnWithZeroes) {
+    IntList list = MakeList({3});
     EXPECT_EQ(list.Pop(), 3);
     EXPECT_EQ(list.Pop(), 0);
     EXPECT_EQ(list.Length(), 0u);
-    ASSERT_EQ(recorder.Expressions(), (std::vector<std::string>{"length"}));
+    EXPECT_EQ(list.ConstGet(0), 0);
+    EXPECT_EQ(IntList(nullptr, 5, 1, 4).Length(), 0u);
+    ASSERT_EQ(recorder.Expressions(),
+              (std::vector<std::string>{"length", "index < Length()", "C_arr != 0"}));
     EXPECT_EQ(recorder.Reports()[0].path, "include/cow_1DArrayList");
+    EXPECT_EQ(recorder.Reports()[2].path, "cow/impl/cow_1DArrayListInt");
     expectedReports = recorder.Reports();
 }
 
@@ -367,32 +338,23 @@ TEST_F(ArrayList, SearchesScanOnlyTheElementsInUse) {
     IntList list = MakeList({5, 1, 5, 2, 5, 3, 0});
     EXPECT_EQ(list.FindFirst(5), 0u);
     EXPECT_EQ(list.FindLast(5), 4u);
-    EXPECT_EQ(list.FindFirst(3), 5u);
-    EXPECT_EQ(list.FindLast(1), 1u);
-    EXPECT_EQ(list.FindFirst(4), 7u);
     EXPECT_EQ(list.FindLast(4), 7u);
     list.Remove(6);
     EXPECT_EQ(list.FindFirst(0), 6u) << "the reset slot is past the end";
     EXPECT_EQ(list.FindLast(0), 6u);
     EXPECT_FALSE(list.IsMember(0));
     EXPECT_EQ(IntList().FindLast(1), 0u);
-}
-
-TEST_F(ArrayList, MemberOperationsActOnTheFirstEqualElement) {
-    IntList list = MakeList({1, 2, 1});
-    list.RemoveMember(1);
-    EXPECT_EQ(Items(list), (Ints{2, 1}));
+    list.RemoveMember(5);
     list.RemoveMember(7);
-    list.AppendUnlessMember(2);
-    list.AppendUnlessMember(3);
-    EXPECT_EQ(Items(list), (Ints{2, 1, 3}));
+    list.AppendUnlessMember(1);
+    list.AppendUnlessMember(4);
+    EXPECT_EQ(Items(list), (Ints{1, 5, 2, 5, 3, 4}));
 }
 
 TEST_F(ArrayList, SliceStopsAtTheLength) {
     const IntList list = MakeList({0, 1, 2, 3, 4, 5});
     EXPECT_EQ(Items(list.Slice(1, 4)), (Ints{1, 2, 3}));
     EXPECT_EQ(Items(list.Slice(4, 100)), (Ints{4, 5}));
-    EXPECT_EQ(list.Slice(6, 9).Length(), 0u);
     EXPECT_EQ(list.Slice(3, 2).Length(), 0u);
     IntList out = MakeList({9});
     list.Slice(0, 2, out);
@@ -410,15 +372,6 @@ TEST_F(ArrayList, AppendingAListCopiesItsElements) {
     EXPECT_EQ(Items(other), (Ints{3, 4, 5, 6, 7}));
 }
 
-TEST_F(ArrayList, CopyThenWriteLeavesTheSourceUnchanged) {
-    const IntList list = MakeList({1, 2, 3, 4, 5});
-    IntList copy = list;
-    copy.Get(4) = 0;
-    copy.Insert(0, 9);
-    EXPECT_EQ(Items(list), (Ints{1, 2, 3, 4, 5}));
-    EXPECT_EQ(Items(copy), (Ints{9, 1, 2, 3, 4, 0}));
-}
-
 TEST_F(ArrayList, IteratorKeepsTheSnapshotItWasMadeFrom) {
     IntList list = MakeList({1, 2, 3});
     cow_1DArrayListIter<int, int> it(list);
@@ -429,39 +382,14 @@ TEST_F(ArrayList, IteratorKeepsTheSnapshotItWasMadeFrom) {
     EXPECT_EQ(it.CurrentItem(), 2);
 }
 
-TEST_F(ArrayList, FromACallersArrayFillsBlockByBlock) {
+TEST_F(ArrayList, CArraysInAndOut) {
     const int values[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
     const IntList list(values, 10, 2, 4);
-    EXPECT_EQ(list.Length(), 10u);
-    EXPECT_EQ(list.Storage().BlockSize(), 4u);
-    EXPECT_EQ(list.Storage().BlockCount(), 3u);
-    EXPECT_EQ(Items(list), Ints(values, values + 10));
+    EXPECT_EQ(list.Storage().BlockCount(), 3u) << "filled block by block";
     EXPECT_EQ(IntList(values, 3, 1, 0).Storage().BlockSize(), 16u);
-}
-
-TEST_F(ArrayList, FromANullArrayIsReportedAndEmpty) {
-    const IntList list(nullptr, 5, 1, 4);
-    EXPECT_EQ(list.Length(), 0u);
-    ASSERT_EQ(recorder.Expressions(), (std::vector<std::string>{"C_arr != 0"}));
-    EXPECT_EQ(recorder.Reports()[0].path, "cow/impl/cow_1DArrayListInt");
-    expectedReports = recorder.Reports();
-}
-
-TEST_F(ArrayList, GetCArrayCopiesTheElementsInUse) {
-    const IntList list = MakeList({4, 5, 6, 7, 8});
     unsigned count = 0;
     const std::unique_ptr<int[]> copy(list.GetCArray(count));
-    EXPECT_EQ(count, 5u);
-    EXPECT_EQ(Ints(copy.get(), copy.get() + count), (Ints{4, 5, 6, 7, 8}));
-}
-
-TEST_F(ArrayList, ClearAllStartsOverWithADefaultArray) {
-    IntList list = MakeList({1, 2, 3});
-    list.ClearAll();
-    EXPECT_EQ(list.Length(), 0u);
-    EXPECT_EQ(list.Storage().BlockSize(), 0u);
-    list.Append(4);
-    EXPECT_EQ(Items(list), (Ints{4}));
+    EXPECT_EQ(Ints(copy.get(), copy.get() + count), Ints(values, values + 10));
 }
 
 TEST_F(ArrayList, IsEqualSkipsSharedSlots) {
@@ -474,13 +402,6 @@ TEST_F(ArrayList, IsEqualSkipsSharedSlots) {
     EXPECT_FALSE(MakeList({1, 2}).IsEqual(MakeList({1, 2, 3})));
 }
 
-TEST_F(ArrayList, ReadingPastTheEndIsReported) {
-    const IntList list = MakeList({1});
-    EXPECT_EQ(list.ConstGet(1), 0);
-    ASSERT_EQ(recorder.Expressions(), (std::vector<std::string>{"index < Length()"}));
-    expectedReports = recorder.Reports();
-}
-
 TEST_F(ArrayList, ListsOfListsCompareTheInnerLists) {
     cow_1DArrayList<IntList, IntList> lists;
     lists.Append(MakeList({1, 2}));
@@ -489,13 +410,9 @@ TEST_F(ArrayList, ListsOfListsCompareTheInnerLists) {
     EXPECT_FALSE(lists.IsMember(MakeList({1})));
     lists.Remove(0);
     EXPECT_EQ(Items(lists.ConstGet(0)), (Ints{3}));
-}
-
-TEST_F(ArrayList, LinkedListsHoldArrayLists) {
-    cow_List<IntList> list;
-    list.Append(MakeList({1, 2}));
-    list.Prepend(MakeList({0}));
-    EXPECT_EQ(Items(list.ConstGet(1)), (Ints{1, 2}));
+    cow_List<IntList> linked;
+    linked.Append(MakeList({1, 2}));
+    EXPECT_EQ(Items(linked.ConstGet(0)), (Ints{1, 2}));
 }
 
 } // namespace
