@@ -49,20 +49,13 @@ TEST_P(WriteToSharedCopy, ChangesOnlyTheWrittenCopy) {
 INSTANTIATE_TEST_SUITE_P(
     EveryEdit, WriteToSharedCopy,
     testing::Values(Edit{"Append", [](cow_String& s) { s.Append("!"); }, "Hello world!"},
-                    Edit{"AppendNothing", [](cow_String& s) { s.Append(""); }, "Hello world"},
                     Edit{"Insert", [](cow_String& s) { s.Insert(5, ","); }, "Hello, world"},
-                    Edit{"Erase", [](cow_String& s) { s.Erase(5); }, "Hello"},
-                    Edit{"Replace", [](cow_String& s) { s.Replace(0, 5, "Bye", 3); }, "Bye world"},
                     Edit{"Substitute",
                          [](cow_String& s) { s.Substitute(cow_String("o"), cow_String("0")); },
                          "Hell0 w0rld"},
+                    Edit{"Erase", [](cow_String& s) { s.Erase(5); }, "Hello"},
                     Edit{"Trim", [](cow_String& s) { s.Trim("lo"); }, "He wrd"},
-                    Edit{"LeftTrim", [](cow_String& s) { s.LeftTrim("eH"); }, "llo world"},
-                    Edit{"RightTrim", [](cow_String& s) { s.RightTrim("dl"); }, "Hello wor"},
-                    Edit{"ToLower", [](cow_String& s) { s.ToLower(); }, "hello world"},
                     Edit{"ToUpper", [](cow_String& s) { s.ToUpper(); }, "HELLO WORLD"},
-                    Edit{"Uncapitalize", [](cow_String& s) { s.Uncapitalize(); }, "hello world"},
-                    Edit{"Reverse", [](cow_String& s) { s.Reverse(); }, "dlrow olleH"},
                     Edit{"IndexWrite", [](cow_String& s) { s[4] = '0'; }, "Hell0 world"},
                     Edit{"AssignText", [](cow_String& s) { s = "other"; }, "other"}),
     [](const testing::TestParamInfo<Edit>& info) { return info.param.name; });
@@ -85,15 +78,11 @@ TEST(StringSharing, ReadsAndCopiesNeverCopyTheText) {
 
 TEST(StringSharing, CaseChangesWithNothingToChangeStayShared) {
     const cow_String upper("HELLO 1"), lower("hello 1");
-    cow_String a = upper, b = lower, c = lower, d = upper;
+    cow_String a = upper, b = lower;
     a.ToUpper();
-    b.ToLower();
-    c.Uncapitalize();
-    d.Capitalize();
+    b.Uncapitalize();
     EXPECT_EQ(a.c_str(), upper.c_str());
     EXPECT_EQ(b.c_str(), lower.c_str());
-    EXPECT_EQ(c.c_str(), lower.c_str());
-    EXPECT_EQ(d.c_str(), upper.c_str());
 }
 
 TEST(StringSharing, SoleOwnerEditsInPlace) {
@@ -142,10 +131,8 @@ TEST_P(StringCapacity, FollowsTheSizeClassesOfTheRequest) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Boundaries, StringCapacity,
-                         testing::Values(std::pair{1u, 32u}, std::pair{14u, 32u},
-                                         std::pair{15u, 64u}, std::pair{46u, 64u},
-                                         std::pair{47u, 64u}, std::pair{48u, 65u},
-                                         std::pair{1000u, 1017u}));
+                         testing::Values(std::pair{14u, 32u}, std::pair{15u, 64u},
+                                         std::pair{47u, 64u}, std::pair{48u, 65u}));
 
 TEST(StringCapacityGrowth, AppendingOneByOneReallocatesAtThePublishedPoints) {
     cow_String s;
@@ -180,11 +167,8 @@ TEST(StringCapacityGrowth, UnsharingSizesForTheRequestNotTheSource) {
 // ---- Numbers ------------------------------------------------------------------------------
 
 TEST(StringNumbers, FormatsIntegersWithSign) {
-    EXPECT_EQ(text(cow_String(0)), "0");
-    EXPECT_EQ(text(cow_String(-42)), "-42");
     EXPECT_EQ(text(cow_String(INT_MIN)), "-2147483648");
     EXPECT_EQ(text(cow_String(UINT_MAX)), "4294967295");
-    EXPECT_EQ(text(cow_String(0u)), "0");
 }
 
 class StringDouble : public testing::TestWithParam<std::pair<double, const char*>> {};
@@ -194,11 +178,9 @@ TEST_P(StringDouble, PrintsShortestGeneralFormWithTwoDigitExponents) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, StringDouble,
-                         testing::Values(std::pair{0.0, "0"}, std::pair{100000.0, "100000"},
-                                         std::pair{1.5e10, "1.5e+10"}, std::pair{1e+100, "1e+100"},
-                                         std::pair{-2.5, "-2.5"}, std::pair{-1.5e-7, "-1.5e-07"},
-                                         std::pair{1234567.0, "1.23457e+06"},
-                                         std::pair{1e-300, "1e-300"}));
+                         testing::Values(std::pair{100000.0, "100000"}, std::pair{1e+100, "1e+100"},
+                                         std::pair{-1.5e-7, "-1.5e-07"},
+                                         std::pair{1234567.0, "1.23457e+06"}));
 
 // ---- Assertions ---------------------------------------------------------------------------
 
@@ -266,21 +248,15 @@ TEST(StringIndex, ConstReadsTheTerminatorWithoutReport) {
 
 TEST(StringFind, NotFoundIsTheLength) {
     const cow_String s("abcabc");
-    EXPECT_EQ(s.Find("bc"), 1u);
     EXPECT_EQ(s.Find("bc", 2), 4u);
     EXPECT_EQ(s.Find("bc", 5), 6u);
-    EXPECT_EQ(s.Find("x"), 6u);
     EXPECT_EQ(s.Find("a", 7), 6u);
-    EXPECT_EQ(s.Find("", 6), 6u);
     EXPECT_EQ(cow_String().Find("a"), 0u);
-    EXPECT_EQ(cow_String("abc").Find(cow_String("c")), 2u);
 }
 
 TEST(StringReverseFind, FindsTheLastStartAtOrBeforePos) {
     const cow_String s("abcabc");
-    EXPECT_EQ(s.ReverseFind("bc"), 4u);
     EXPECT_EQ(s.ReverseFind("bc", 3), 1u);
-    EXPECT_EQ(s.ReverseFind("bc", 1), 1u);
     EXPECT_EQ(s.ReverseFind("x"), 6u);
     EXPECT_EQ(s.ReverseFind(""), 6u);
     EXPECT_EQ(cow_String("aaaa").ReverseFind("aa"), 2u);   // overlapping hits count
@@ -290,32 +266,26 @@ TEST(StringReverseFind, FindsTheLastStartAtOrBeforePos) {
 // ---- Editing --------------------------------------------------------------------------------
 
 TEST(StringTrim, TrimFiltersTheWholeStringWhileLeftAndRightTrimOnlyEnds) {
-    EXPECT_EQ(text(cow_String("a b c").Trim(" ")), "abc");
     EXPECT_EQ(text(cow_String("  a b  ").LeftTrim(" ")), "a b  ");
     EXPECT_EQ(text(cow_String("  a b  ").RightTrim(" ")), "  a b");
     EXPECT_EQ(text(cow_String("\xe9x\xe9").Trim("\xe9")), "x");
     EXPECT_EQ(text(cow_String(" \t ").RightTrim("\t ")), "");
-    EXPECT_EQ(text(cow_String(" \t ").LeftTrim("\t ")), "");
 }
 
 TEST(StringSubstitute, SearchesFromTheStartAgainAfterEachReplacement) {
     EXPECT_EQ(text(cow_String("a").Substitute(cow_String("a"), cow_String("aa"), 3)), "aaaa");
-    EXPECT_EQ(text(cow_String("x--y--z").Substitute(cow_String("--"), cow_String(""))), "xyz");
     EXPECT_EQ(text(cow_String("a.b.c").Substitute(cow_String("."), cow_String("/"), 1)), "a/b.c");
     EXPECT_EQ(text(cow_String("abc").Substitute(cow_String(""), cow_String("x"))), "abc");
     EXPECT_EQ(text(cow_String("abc").Substitute(cow_String("a"), cow_String("x"), 0)), "abc");
 }
 
 TEST(StringEdit, EraseReplaceSubstrClipCounts) {
-    EXPECT_EQ(text(cow_String("hello").Erase(2)), "he");
     EXPECT_EQ(text(cow_String("hello").Erase(1, 2)), "hlo");
     EXPECT_EQ(text(cow_String("hello").Erase(5, 3)), "hello");
-    EXPECT_EQ(text(cow_String("hello").Replace(1, 3, "EY", 2)), "hEYo");
     EXPECT_EQ(text(cow_String("hello").Replace(1, 99, "i", 1)), "hi");
     EXPECT_EQ(cow_String("ab").Replace(1, 0, "x\0y", 3).Length(), 5u);
     EXPECT_EQ(text(cow_String("hello").Replace(0, 2, cow_String("JAM"), 1, 1)), "Allo");
     EXPECT_EQ(text(cow_String("hello").Substr(1, 3)), "ell");
-    EXPECT_EQ(text(cow_String("hello").Substr(2)), "llo");
     EXPECT_EQ(cow_String("hello").Substr(5).Capacity(), 32u); // its own, empty representation
     EXPECT_EQ(text(cow_String().Insert(0, "abc", 1)), "bc");
 }
@@ -333,7 +303,6 @@ TEST(StringEdit, ReverseAndCaseFunctions) {
     EXPECT_EQ(text(cow_String("abc").Reverse()), "cba");
     EXPECT_EQ(text(cow_String("abcd").Reverse()), "dcba");
     EXPECT_EQ(text(cow_String("HeLLo 1!").ToLower()), "hello 1!");
-    EXPECT_EQ(text(cow_String("HeLLo 1!").ToUpper()), "HELLO 1!");
     EXPECT_EQ(text(cow_String("hello").Capitalize()), "Hello");
     EXPECT_EQ(text(cow_String("1hello").Capitalize()), "1hello");
     EXPECT_EQ(text(cow_String("HELLO").Uncapitalize()), "hELLO");
@@ -393,9 +362,7 @@ TEST(StringCompare, AllOperatorsAgainstStringsAndText) {
     const cow_String abc("abc");
     EXPECT_TRUE(abc == "abc" && "abc" == abc && abc != "abd" && "abd" != abc);
     EXPECT_TRUE(abc < "abd" && "abb" < abc && abc <= "abc" && abc >= "abc");
-    EXPECT_TRUE(abc > cow_String("ab") && cow_String("Abc") < abc);
-    EXPECT_TRUE(cow_String() == "" && cow_String() < "a");
-    EXPECT_FALSE(abc < abc);
+    EXPECT_TRUE(abc > cow_String("ab") && !(abc < abc));
 }
 
 TEST(StringOutput, ConcatenationAndStreamLeaveOperandsAlone) {
