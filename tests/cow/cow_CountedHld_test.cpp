@@ -46,15 +46,14 @@ protected:
     void TearDown() override { EXPECT_EQ(Tracked::live, 0) << "an object leaked"; }
 };
 
-TEST_F(CowHandle, FreshHandleIsSoleOwnerAndCopyShares) {
+TEST_F(CowHandle, FreshHandleIsSoleOwnerAndCopiesAndReadsShare) {
     Handle a(new Tracked(7));
     EXPECT_EQ(a.References(), 1);
-    Handle b(a);
+    const Handle b(a);
     EXPECT_EQ(a.References(), 2);
-    EXPECT_EQ(b.References(), 2);
     EXPECT_EQ(a.ConstPtr(), b.ConstPtr());
+    EXPECT_EQ((*b).value + b->value, 14);
     EXPECT_EQ(Tracked::copies, 0);
-
     Handle c(Tracked(3)); // from a value: the policy's copy
     EXPECT_EQ(c.References(), 1);
     EXPECT_EQ(c->value, 3);
@@ -69,7 +68,6 @@ TEST_F(CowHandle, GetOnSharedHandleCopiesOnceAndLeavesOtherUntouched) {
     EXPECT_EQ(Tracked::copies, 1);
     EXPECT_EQ(a.ConstPtr(), original);
     EXPECT_EQ(a->value, 1);
-    EXPECT_EQ(b->value, 2);
     EXPECT_EQ(a.References(), 1);
     EXPECT_EQ(b.References(), 1);
 
@@ -78,67 +76,28 @@ TEST_F(CowHandle, GetOnSharedHandleCopiesOnceAndLeavesOtherUntouched) {
     EXPECT_EQ(Tracked::copies, 1);
 }
 
-TEST_F(CowHandle, ReadAccessNeverCopies) {
-    Handle a(new Tracked(5));
-    const Handle b(a);
-    EXPECT_EQ((*b).value + b->value, 10);
-    EXPECT_EQ(Tracked::copies, 0);
-    EXPECT_EQ(a.References(), 2);
-}
-
-TEST_F(CowHandle, SelfAndSameObjectAssignmentKeepObjectAndCount) {
+TEST_F(CowHandle, AssignmentReleasesTheOldObjectOnlyWhenItsLastHolderLeaves) {
     Handle a(new Tracked(1));
     Handle b(a);
     Handle& alias = a;
     a = alias;
-    EXPECT_EQ(a.References(), 2);
     a = b;
     EXPECT_EQ(a.References(), 2);
-    EXPECT_EQ(Tracked::destroyed, 0);
-    EXPECT_EQ(a->value, 1);
-}
-
-TEST_F(CowHandle, AssignmentReleasesTheOldObjectWhenLastHolderLeaves) {
-    Handle a(new Tracked(1));
-    Handle b(new Tracked(2));
-    a = b;
-    EXPECT_EQ(Tracked::destroyed, 1);
-    EXPECT_EQ(a.References(), 2);
-    EXPECT_EQ(a->value, 2);
-}
-
-TEST_F(CowHandle, AssigningPointerToSharedHolderLeavesOldObjectWithOthers) {
-    Handle a(new Tracked(1));
-    Handle b(a);
-    Handle c(a);
     b = new Tracked(9);
-    EXPECT_EQ(a.References(), 2);
-    EXPECT_EQ(b.References(), 1);
-    EXPECT_EQ(a->value, 1);
+    EXPECT_EQ(a.References(), 1);
     EXPECT_EQ(b->value, 9);
     EXPECT_EQ(Tracked::destroyed, 0);
-}
-
-TEST_F(CowHandle, AssigningPointerToSoleOwnerDestroysOldObject) {
-    Handle a(new Tracked(1));
-    a = new Tracked(2);
-    EXPECT_EQ(Tracked::destroyed, 1);
-    EXPECT_EQ(a.References(), 1);
-    EXPECT_EQ(a->value, 2);
-}
-
-TEST_F(CowHandle, LastOfSeveralHoldersFreesExactlyOnce) {
     {
-        Handle a(new Tracked(1));
-        {
-            Handle b(a);
-            Handle c(b);
-            EXPECT_EQ(a.References(), 3);
-        }
-        EXPECT_EQ(Tracked::destroyed, 0);
-        EXPECT_EQ(a.References(), 1);
+        Handle c(b);
+        a = c;
+        EXPECT_EQ(Tracked::destroyed, 1);
+        EXPECT_EQ(a.References(), 3);
     }
-    EXPECT_EQ(Tracked::destroyed, 1);
+    b = new Tracked(2);
+    a = new Tracked(3);
+    EXPECT_EQ(Tracked::destroyed, 2);
+    EXPECT_EQ(a.References(), 1);
+    EXPECT_EQ(a->value, 3);
 }
 
 TEST_F(CowHandle, EmptyArrayHandleHasCountOneAndNoObject) {
