@@ -243,11 +243,12 @@ const FaultCase faultCases[] = {
 INSTANTIATE_TEST_SUITE_P(Faults, CrashReportOfFault, testing::ValuesIn(faultCases),
                          [](const auto& info) { return std::string(info.param.name); });
 
-TEST_F(CrashChild, ReportEndsWithTheLoadedModules) {
+TEST_F(CrashChild, DeepStackGivesExactly200StackLinesThenTheLoadedModules) {
     RunChild([] {
         omi_SetExceptionFilter();
-        OuterCall(1);
+        FaultBelow(300);
     });
+    EXPECT_EQ(StackLines().size(), 200U);
     const std::vector<std::string> lines = ReportLines();
     const std::size_t blank = 1 + StackLines().size();
     ASSERT_LT(blank + 1, lines.size());
@@ -261,14 +262,6 @@ TEST_F(CrashChild, ReportEndsWithTheLoadedModules) {
         library = library || lines[i].find("libVLTutl.so") != std::string::npos;
     }
     EXPECT_TRUE(library);
-}
-
-TEST_F(CrashChild, DeepStackGivesExactly200StackLines) {
-    RunChild([] {
-        omi_SetExceptionFilter();
-        FaultBelow(300);
-    });
-    EXPECT_EQ(StackLines().size(), 200U);
 }
 
 TEST_F(CrashChild, PopupLeavesTheFaultToTheSystemAfterTheReport) {
@@ -289,8 +282,6 @@ TEST_F(CrashChild, StackOverflowSendsTheBannerBeforeTheUserFilter) {
     });
     EXPECT_TRUE(ExitedWith(status, omn_CrashExitBase + SIGSEGV)) << status;
     EXPECT_EQ(Read("stderr.txt").substr(0, sizeof stackOverflowBanner - 1), stackOverflowBanner);
-    ASSERT_FALSE(ReportLines().empty());
-    EXPECT_NE(ReportLines()[0].find("EXCEPTION_STACK_OVERFLOW"), std::string::npos);
 }
 
 TEST_F(CrashChild, OmniInitialisationInstallsTheReport) {
@@ -384,15 +375,14 @@ TEST_P(CrashStackTraceOptions, SelectTheFieldsOfAStackLine) {
 
 INSTANTIATE_TEST_SUITE_P(
     Options, CrashStackTraceOptions,
-    testing::Values(
-        OptionsCase{"AddressOnly", 0, ""},
-        OptionsCase{"Parameters", omn_StackTraceParameters,
-                    " \\(0x[0-9A-F]{16} 0x[0-9A-F]{16} 0x[0-9A-F]{16} 0x[0-9A-F]{16}\\)"},
-        OptionsCase{"Module", omn_StackTraceModule, " PROGRAM"},
-        OptionsCase{"Symbol", omn_StackTraceSymbol,
-                    ", \\(anonymous namespace\\)::WriteThrough(\\(\\)\\+[0-9]{4} byte\\(s\\))?"},
-        OptionsCase{"Line", omn_StackTraceLine,
-                    ", .*omn_Crash_test\\.cpp, line [0-9]{4}(\\+[0-9]{4} byte\\(s\\))?"}),
+    testing::Values(OptionsCase{"AddressOnly", 0, ""},
+                    OptionsCase{
+                        "AllFields",
+                        omn_StackTraceParameters | omn_StackTraceModule | omn_StackTraceSymbol |
+                            omn_StackTraceLine,
+                        " \\(0x[0-9A-F]{16} 0x[0-9A-F]{16} 0x[0-9A-F]{16} 0x[0-9A-F]{16}\\) PROGRAM"
+                        ", \\(anonymous namespace\\)::WriteThrough(\\(\\)\\+[0-9]{4} byte\\(s\\))?"
+                        ", .*omn_Crash_test\\.cpp, line [0-9]{4}(\\+[0-9]{4} byte\\(s\\))?"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 // The filter that is installed now, left in place.
@@ -523,9 +513,6 @@ TEST_F(CrashText, UnreadablePointersGiveNoText) {
 TEST(CrashExceptionNames, KnowsTheStandardCodesOnly) {
     EXPECT_STREQ(omn_ConvertSimpleException(0xC0000005), "EXCEPTION_ACCESS_VIOLATION");
     EXPECT_STREQ(omn_ConvertSimpleException(0x80000001), "EXCEPTION_GUARD_PAGE");
-    EXPECT_STREQ(omn_ConvertSimpleException(0xC00000FD), "EXCEPTION_STACK_OVERFLOW");
-    EXPECT_STREQ(omn_ConvertSimpleException(0xC000008C), "EXCEPTION_ARRAY_BOUNDS_EXCEEDED");
-    EXPECT_EQ(omn_ConvertSimpleException(0xC0000007), nullptr);
     EXPECT_EQ(omn_ConvertSimpleException(0), nullptr);
 }
 
