@@ -176,13 +176,12 @@ struct Sample<cow_FixedArray<T>> {
 
 template <class C>
 class RoundTrip : public vlt::test::StreamTest {};
-using Instances = ::testing::Types<
-    cow_1DArrayList<float, float>, cow_1DArrayList<unsigned, unsigned>, cow_1DArrayList<int, int>,
-    cow_1DArrayList<cow_String, cow_String>, cow_1DArrayList<double, double>, cow_List<int>,
-    cow_List<unsigned>, cow_List<float>, cow_List<cow_String>, cow_Map<cow_String, float>,
-    cow_Map<cow_String, unsigned>, cow_Map<unsigned, cow_String>, cow_Map<unsigned, unsigned>,
-    cow_2DArray<int>, cow_2DArray<float>, cow_2DArray<double>, cow_2DArray<cow_String>,
-    cow_FixedArray<int>, cow_FixedArray<float>, cow_FixedArray<double>>;
+// One scalar and one string instance per container: the element codings are shared.
+using Instances =
+    ::testing::Types<cow_1DArrayList<float, float>, cow_1DArrayList<cow_String, cow_String>,
+                     cow_List<unsigned>, cow_List<cow_String>, cow_Map<cow_String, float>,
+                     cow_Map<unsigned, unsigned>, cow_2DArray<double>, cow_2DArray<cow_String>,
+                     cow_FixedArray<int>>;
 TYPED_TEST_SUITE(RoundTrip, Instances);
 
 TYPED_TEST(RoundTrip, ReadsBackWhatWasWrittenAndStopsAtTheEnd) {
@@ -209,7 +208,7 @@ TYPED_TEST(RoundTrip, ShortStreamEndsInFatalErrorAfterReport) {
 
 template <class T>
 class RegisteredList : public vlt::test::StreamTest {};
-using Elements = ::testing::Types<float, unsigned, int, cow_String, double>;
+using Elements = ::testing::Types<int, cow_String>;
 TYPED_TEST_SUITE(RegisteredList, Elements);
 
 TYPED_TEST(RegisteredList, PointerRecordsKeepSharingAndDeepCopy) {
