@@ -127,11 +127,6 @@ TEST_F(utl_ResourceMonitorTest, WithoutTheSwitchNoFileIsMade) {
     EXPECT_FALSE(fs::exists(directory / "run.use"));
 }
 
-TEST_F(utl_ResourceMonitorTest, FileHoldsRowsThenHeaderThenSummaryWithTheCalibration) {
-    const std::string text = Run("", [](utl_ResourceMonitor& monitor) { monitor.Mark("solve"); });
-    EXPECT_EQ(text, StartRow() + Row(2, Column("solve")) + Ending(3) + selfLine);
-}
-
 TEST_F(utl_ResourceMonitorTest, FileNameIsTheRunNameInTheCurrentDirectoryAndIsTruncated) {
     std::ofstream(directory / "run.use") << "old contents that must go\n";
     Run("", [](utl_ResourceMonitor&) {});
@@ -206,12 +201,12 @@ TEST_P(utl_ResourceMonitorSwitchTest, ValueChoosesLabelFormAndMethodMarks) {
     EXPECT_EQ(text, rows + Row(next, label("run-End")) + header + summaryHeading + selfLine);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Values, utl_ResourceMonitorSwitchTest,
-    ::testing::Values(SwitchCase{"", false, false}, SwitchCase{"yes", false, false},
-                      SwitchCase{"FULL", true, false}, SwitchCase{"METHOD", false, true},
-                      SwitchCase{"FULLMETHOD", true, true}, SwitchCase{"full", false, false},
-                      SwitchCase{"FULL ", false, false}));
+INSTANTIATE_TEST_SUITE_P(Values, utl_ResourceMonitorSwitchTest,
+                         ::testing::Values(SwitchCase{"", false, false},
+                                           SwitchCase{"FULL", true, false},
+                                           SwitchCase{"METHOD", false, true},
+                                           SwitchCase{"FULLMETHOD", true, true},
+                                           SwitchCase{"FULL ", false, false}));
 
 TEST_F(utl_ResourceMonitorTest, LabelsUpToFortyCharactersAreRightAlignedWhole) {
     const std::string forty(fiftyCharacters, 40);
