@@ -111,21 +111,15 @@ TEST_F(TypeTable, FacilityOutOfRangeIsReportedAndAnswersAnEmptyRow) {
     EXPECT_EQ(recorder.Reports()[0].path, tablePath);
 }
 
-TEST_F(TypeTable, FacilityWithoutRowsIsReportedByItsDebugName) {
+TEST_F(TypeTable, MissingRowsAreReportedByFacilityDebugNameOrClassInHexadecimal) {
     EXPECT_EQ(StderrOf([] { typ_ArchCompTable::GetEntry(0x170001); }),
               "Type Tables not inserted for facility obj\n");
     EXPECT_EQ(StderrOf([] { typ_ArchCompTable::GetEntry(0x1f40001); }),
               "Type Tables not inserted for facility \n");
-    EXPECT_EQ(recorder.Expressions(),
-              (std::vector<std::string>{"cls < ace.size && ace.entries != NULL",
-                                        "cls < ace.size && ace.entries != NULL"}));
-}
-
-TEST_F(TypeTable, ClassBeyondTheRowsIsReportedInHexadecimal) {
     EXPECT_EQ(StderrOf([] { EXPECT_EQ(typ_ArchCompTable::GetParent(0x1f000a), typ_none); }),
               "No type a in facility 1f\n");
     EXPECT_EQ(recorder.Expressions(),
-              (std::vector<std::string>{"cls < ace.size && ace.entries != NULL"}));
+              std::vector<std::string>(3, "cls < ace.size && ace.entries != NULL"));
 }
 
 TEST_F(TypeTable, ReservedClassBitsAreReportedAfterTheRangeCheck) {
@@ -196,16 +190,13 @@ TEST_P(TypeTableDescent, FollowsThePublishedOrder) {
 INSTANTIATE_TEST_SUITE_P(
     Cases, TypeTableDescent,
     testing::Values(Descent{0x1f0002, 0x1f0001, true},    // child of its parent
-                    Descent{0x1f0001, 0x1f0002, false},   // not of its child
                     Descent{0x1f0004, 0x1f0001, true},    // grandchild
                     Descent{0x1f0003, 0x1f0002, false},   // sibling
                     Descent{0x1a0001, 0x1f0001, true},    // across facilities
                     Descent{0x990001, 0x990001, true},    // equal ids, even unregistered
                     Descent{typ_any, typ_obj, true},      // the roots descend from each other
-                    Descent{typ_obj, typ_any, true},      //
                     Descent{typ_obj, 0x1f0001, false},    // and from nothing else
                     Descent{0x1f0002, typ_any, true},     // every class descends from the roots
-                    Descent{0x1f0002, typ_obj, true},     //
                     Descent{0x1f0005, typ_any, false},    // unless unrooted, for typ_any
                     Descent{0x1f0005, typ_obj, true},     //
                     Descent{0x1f0005, 0x1f0001, true},    // an unrooted class has parents
