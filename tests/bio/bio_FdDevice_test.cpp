@@ -1,4 +1,4 @@
-// Streams across a pipe to a child process, into a file, and to peers that have gone.
+// Streams across a pipe to a child process, and to peers that have gone.
 #include "bio_FdDevice.h"
 #include "bio_InternalFilter.h"
 #include "omi_FatalError.h"
@@ -157,32 +157,6 @@ TEST(FdDevice, SignalHeldDuringTheWriteComesBackAfterwards) {
     sigset_t pending;
     sigpending(&pending);
     EXPECT_EQ(sigismember(&pending, SIGPIPE), 0);
-}
-
-TEST(FdDevice, StreamLandsInAFileAndReadsBack) {
-    std::FILE* file = std::tmpfile();
-    ASSERT_NE(file, nullptr);
-    const int fd = ::fileno(file);
-    {
-        bio_OfdDevice device(fd, 16);
-        bio_OinternalFilter out(device);
-        out << "file" << 2.5 << true;
-        device.donePushing();
-    }
-    ASSERT_EQ(::lseek(fd, 0, SEEK_SET), 0);
-    EXPECT_EQ(::lseek(fd, 0, SEEK_END), 4 + 4 + 8 + 1);
-    ::lseek(fd, 0, SEEK_SET);
-    bio_IfdDevice device(fd, 5);
-    bio_IinternalFilter in(device);
-    char* s = nullptr;
-    double d = 0;
-    bool b = false;
-    in >> s >> d >> b;
-    std::unique_ptr<char[]> own(s);
-    EXPECT_STREQ(s, "file");
-    EXPECT_EQ(d, 2.5);
-    EXPECT_TRUE(b);
-    std::fclose(file);
 }
 
 TEST(FdDevice, FailedReadCarriesTheSystemErrorNumber) {
