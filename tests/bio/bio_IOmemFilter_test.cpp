@@ -35,11 +35,10 @@ TEST_P(Growth, NewSizeIsCapacityPlusRequestRoundedToTheGranule) {
 
 INSTANTIATE_TEST_SUITE_P(
     Figures, Growth,
-    ::testing::Values(GrowthCase{16, 0, 20, 48},    // 16 + 20 = 36, rounded up: 48, not 32
-                      GrowthCase{16, 0, 16, 16},    // an exact fit does not grow
-                      GrowthCase{16, 12, 8, 32},    // 16 + 8 = 24: 32, though only 20 are in use
-                      GrowthCase{100, 90, 20, 200}, // 100 + 20 = 120: 200
-                      GrowthCase{0, 0, 5, 5}));     // no granule: to the byte
+    ::testing::Values(GrowthCase{16, 0, 20, 48}, // 16 + 20 = 36, rounded up: 48, not 32
+                      GrowthCase{16, 0, 16, 16}, // an exact fit does not grow
+                      GrowthCase{16, 12, 8, 32}, // 16 + 8 = 24: 32, though only 20 are in use
+                      GrowthCase{0, 0, 5, 5}));  // no granule: to the byte
 
 TEST(IOmemFilter, GrowthKeepsWrittenBytesAndTheReadPosition) {
     bio_IOmemFilter mem(8);
@@ -132,9 +131,7 @@ INSTANTIATE_TEST_SUITE_P(
     EachRead, Overrun,
     ::testing::Values(
         OverrunCase{"int", readOne<int>, {"getPtr_ + sizeof(int) <= buffEnd_", "", 321}},
-        OverrunCase{"double", readOne<double>, {"getPtr_ + sizeof(double) <= buffEnd_", "", 0}},
         OverrunCase{"long", readOne<long>, {"getPtr_ + sizeof(long) <= buffEnd_", "", 0}},
-        OverrunCase{"short", readOne<short>, {"getPtr_ + sizeof(short) <= buffEnd_", "", 0}},
         OverrunCase{"raw", readRaw, {"getPtr_ + len <= buffEnd_", "", 366}},
         OverrunCase{"vector", readVector, {"getPtr_ + n <= buffEnd_", "", 0}},
         OverrunCase{"string", readString, {"getPtr_ + sizeof(int) <= buffEnd_", "", 321}}),
