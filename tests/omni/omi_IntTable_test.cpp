@@ -29,15 +29,6 @@ Entries Walk(const omi_IntTable<double>& table) {
     return Walk(it);
 }
 
-TEST(IntTableKeys, IterationIsInAscendingSignedOrder) {
-    omi_IntTable<double> table;
-    for (int key : {3, -1, 0, -5}) {
-        table.Insert(key, key * 1.5);
-    }
-    EXPECT_EQ(Walk(table), (Entries{{-5, -7.5}, {-1, -1.5}, {0, 0.0}, {3, 4.5}}));
-    EXPECT_EQ(table.Count(), 4);
-}
-
 TEST(IntTableKeys, ExtremeKeys) {
     omi_IntTable<double> table;
     table.Insert(INT_MAX, 1);
@@ -110,19 +101,11 @@ int ByValue(const void* a, const void* b) {
     return (left > right) - (left < right);
 }
 
-TEST(IntTableSorted, NonNegativeKeysFollowTheComparison) {
-    omi_IntTable<double> table;
-    table.Insert(1, 3.0);
-    table.Insert(2, 1.0);
-    table.Insert(0x7000000, 2.0);
-    omi_IntTableIterator<double> it(table, ByValue);
-    EXPECT_EQ(Walk(it), (Entries{{2, 1.0}, {0x7000000, 2.0}, {1, 3.0}}));
-}
-
 TEST(IntTableSorted, ANegativeKeyIsReportedAndVisitedFirst) {
     omi_IntTable<double> table;
     table.Insert(1, 3.0);
     table.Insert(2, 1.0);
+    table.Insert(0x7000000, 2.0);
     table.Insert(-4, 9.0);
     AssertRecorder recorder;
     omi_IntTableIterator<double> it(table, ByValue);
@@ -130,7 +113,7 @@ TEST(IntTableSorted, ANegativeKeyIsReportedAndVisitedFirst) {
     EXPECT_EQ(recorder.Reports()[0].expression,
               "totalNegative == 0 || \"Special sort integer table iterator unimplemented\" == 0");
     EXPECT_EQ(recorder.Reports()[0].path, "include/omi_IntTable");
-    EXPECT_EQ(Walk(it), (Entries{{-4, 9.0}, {2, 1.0}, {1, 3.0}}));
+    EXPECT_EQ(Walk(it), (Entries{{-4, 9.0}, {2, 1.0}, {0x7000000, 2.0}, {1, 3.0}}));
 }
 
 TEST(IntTableMisuse, IteratorUsedBeforeFirstIsReported) {
