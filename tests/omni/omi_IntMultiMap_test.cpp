@@ -50,12 +50,6 @@ protected:
     omi_IntMultiMap<int> map;
 };
 
-TEST_F(IntMultiMapChains, NewestValueComesFirst) {
-    EXPECT_EQ(Chain(map, 4), (std::vector<int>{3, 2, 1}));
-    EXPECT_EQ(map.Count(), 2);
-    EXPECT_EQ(map.ValueCount(), 4u);
-}
-
 TEST_F(IntMultiMapChains, CompressionReversesEveryChain) {
     map.CompressValues();
     EXPECT_EQ(Chain(map, 4), (std::vector<int>{1, 2, 3}));
@@ -71,17 +65,11 @@ TEST_F(IntMultiMapChains, SortingOrdersEachChain) {
     EXPECT_EQ(map.ValueCount(), 6u);
 }
 
-TEST_F(IntMultiMapChains, IterationVisitsKeysInOrderAndChainsInOrder) {
+TEST_F(IntMultiMapChains, IterationVisitsKeysInOrderAndChainsNewestFirst) {
     map.Insert(-9, 5);
     EXPECT_EQ(Walk(map), (Pairs{{-9, 5}, {-2, 7}, {4, 3}, {4, 2}, {4, 1}}));
-}
-
-TEST_F(IntMultiMapChains, MembershipComparesValues) {
-    EXPECT_TRUE(map.IsMember(4, 2));
-    EXPECT_FALSE(map.IsMember(4, 7));
-    EXPECT_FALSE(map.IsMember(5, 1));
-    EXPECT_TRUE(map.IsMember(-2));
-    EXPECT_FALSE(map.IsMember(-3));
+    EXPECT_EQ(map.Count(), 3);
+    EXPECT_EQ(map.ValueCount(), 5u);
 }
 
 TEST_F(IntMultiMapChains, RemovingOneValueKeepsTheRestOfTheChain) {
@@ -90,18 +78,11 @@ TEST_F(IntMultiMapChains, RemovingOneValueKeepsTheRestOfTheChain) {
     EXPECT_TRUE(map.Remove(4, 3)); // the head
     EXPECT_FALSE(map.Remove(4, 3));
     EXPECT_FALSE(map.Remove(5, 3));
+    EXPECT_FALSE(map.Remove(1 << 30)); // no table block there
     EXPECT_EQ(Chain(map, 4), (std::vector<int>{1}));
     EXPECT_TRUE(map.Remove(4, 1));
     EXPECT_FALSE(map.IsMember(4));
     EXPECT_EQ(map.ValueCount(), 1u);
-}
-
-TEST_F(IntMultiMapChains, RemovingAKeyDropsAllItsValues) {
-    EXPECT_TRUE(map.Remove(4));
-    EXPECT_FALSE(map.Remove(4));
-    EXPECT_FALSE(map.Remove(1 << 30)); // no table block there
-    EXPECT_EQ(map.ValueCount(), 1u);
-    EXPECT_EQ(Walk(map), (Pairs{{-2, 7}}));
 }
 
 TEST_F(IntMultiMapChains, EmptyingTheMapClearsThePool) {
