@@ -132,10 +132,6 @@ protected:
         return text.str();
     }
 
-    bool Exists(const std::string& name) const {
-        return std::filesystem::exists(directory + "/" + name);
-    }
-
     std::vector<std::string> ReportLines() const {
         std::vector<std::string> lines;
         std::istringstream report(Read(ProgramName() + ".dmp"));
