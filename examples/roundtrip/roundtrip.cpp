@@ -6,7 +6,7 @@
 // read, and this side compares it with what it sent and pretty-prints it. An exception raised
 // here travels too, and the peer raises it again with its own class.
 //
-//     roundtrip [-values N]      N values per quantity (12 by default)
+//     roundtrip [-values N]      N values per quantity (6 by default)
 //
 // The exit status is 0 when everything came back as it left.
 #include "bio_FdDevice.h"
@@ -159,7 +159,7 @@ int main(int argc, char** argv) {
     int tally = 0;
     utl_initialize(tally);
     utl_setCommandLine(argc, argv);
-    const int values = utl_CommandLine::Instance().ConstGetValueAsInt("values", 12);
+    const int values = utl_CommandLine::Instance().ConstGetValueAsInt("values", 6);
     const int status = RoundTrip(values);
     utl_finalize(tally);
     return status;
