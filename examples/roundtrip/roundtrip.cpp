@@ -123,7 +123,9 @@ int RoundTrip(int values) {
     Model result = model;
     ShowSharing("after the copy", model, result);
     result.Get("pressure").Get(0) = -1;
-    ShowSharing("after changing pressure[0] in the copy", model, result);
+    ShowSharing(
+        "after changing pressure[0] in the copy (the map nodes on the path to it are copied)",
+        model, result);
 
     int down[2];
     int up[2];
