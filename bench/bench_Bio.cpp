@@ -7,6 +7,7 @@
 // data set and rewound between passes. cereal writes to and reads from caller memory through a
 // plain stream buffer (its fastest set-up); memcpy is the floor, into fresh and into reused
 // memory.
+#include "bench_MemoryStreamBuf.h"
 #include "bench_Size.h"
 #include "bio_IOmemFilter.h"
 #include "bio_InternalFilter.h"
@@ -26,6 +27,7 @@
 
 namespace {
 
+using vlt::bench::MemoryStreamBuf;
 using vlt::bench::Size;
 
 std::vector<double> Doubles(std::size_t n) {
@@ -51,15 +53,6 @@ std::size_t StringBytes(const std::vector<std::string>& values, std::size_t leng
     }
     return bytes;
 }
-
-// A stream buffer over caller memory, for cereal's archives.
-class MemoryStreamBuf : public std::streambuf {
-public:
-    MemoryStreamBuf(char* data, std::size_t n) {
-        setp(data, data + n);
-        setg(data, data, data + n);
-    }
-};
 
 // The internal filters over a loopback that holds a whole data set.
 struct Loopback {

@@ -6,6 +6,7 @@
 // Every pass writes into fresh memory sized up front; every read pass reads a copy filled with
 // the timer stopped. The peers' archives go through a plain stream buffer over caller memory
 // (their fastest set-up); Boost's without its header.
+#include "bench_MemoryStreamBuf.h"
 #include "bench_Size.h"
 #include "bio_IOmemFilter.h"
 #include "cio_1DArrayList.h"
@@ -33,6 +34,7 @@
 
 namespace {
 
+using vlt::bench::MemoryStreamBuf;
 using vlt::bench::Size;
 
 const bool started = [] {
@@ -55,16 +57,6 @@ std::string Key(std::size_t i) {
     }
     return key;
 }
-
-// A stream buffer over caller memory, for the peers' archives.
-class MemoryStreamBuf : public std::streambuf {
-public:
-    MemoryStreamBuf(char* data, std::size_t n) {
-        setp(data, data + n);
-        setg(data, data, data + n);
-    }
-    std::size_t Written() const { return static_cast<std::size_t>(pptr() - pbase()); }
-};
 
 constexpr auto boostFlags = boost::archive::no_header | boost::archive::no_codecvt;
 
