@@ -185,9 +185,13 @@ TEST_P(CrashReportOfFault, NamesTheExceptionAndWalksThroughTheFaultingFunctions)
     ASSERT_FALSE(lines.empty());
     const std::string program = ProgramName();
     const std::string module = fault.module == nullptr ? program : fault.module;
+    // The symbol is pinned where the fault is in the test's own code. Inside the C library
+    // there is one only on a machine with that library's debugging symbols; without it the
+    // line ends after the address, as published.
+    const std::string symbol = fault.module == nullptr ? ", \\S" : "(, \\S|$)";
     EXPECT_TRUE(std::regex_search(lines[0], std::regex("^" + program + " caused an " +
                                                        fault.exception + " in module " + module +
-                                                       " at [0-9A-F]{4}:[0-9A-F]{16}, ")))
+                                                       " at [0-9A-F]{4}:[0-9A-F]{16}" + symbol)))
         << lines[0];
 
     const std::vector<std::string> stack = StackLines();
