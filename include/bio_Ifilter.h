@@ -17,6 +17,8 @@
 #include "bio_PointerLog.h"
 #include "vlt_Export.h"
 
+#include <cstdint>
+
 class VLTUTL_API bio_Ifilter {
 public:
     explicit bio_Ifilter(bio_Idevice* device);
@@ -62,6 +64,19 @@ public:
     // throws `omi_FatalError`; false when it cannot tell (a device stream), in which case the
     // caller reads in bounded chunks.
     virtual bool holdsBytes(unsigned n);
+
+    // What a reader asks before n elements, n read from the stream, size an allocation; each
+    // element takes at least `minBytes` bytes on the stream. The product is computed without
+    // overflow, and a product past what one stream record can hold counts as not held.
+    // `HoldsElements`: true when the stream holds them; false when the filter cannot tell (the
+    // caller then reads in bounded pieces); a memory filter that knows they are not there
+    // reports it and throws `omi_FatalError`.
+    bool HoldsElements(uint64_t n, unsigned minBytes);
+    // The same for a reader that allocates all n at once: a stream that cannot tell is
+    // trusted up to `unvouchedLimit` bytes, and beyond it the record is refused with
+    // `omi_FatalError` (`omi_RecordTooLongMessage`).
+    void VouchForElements(uint64_t n, unsigned minBytes);
+    static constexpr uint64_t unvouchedLimit = uint64_t{64} << 20;
 
     // Reads a string record into a new array of length + 1 bytes, NUL-terminated, which the
     // caller owns (delete[]). A negative length is reported and read as the empty string.

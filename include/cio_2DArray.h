@@ -28,7 +28,7 @@ bio_Ifilter& operator>>(bio_Ifilter& in, cow_2DArray<T>& table) {
     rows = std::max(rows, 0);
     columns = std::max(columns, 0);
     const uint64_t count = static_cast<uint64_t>(rows) * static_cast<uint64_t>(columns);
-    vlt::detail::cio_Vouch(in, count * vlt::detail::cio_MinBytes<T>);
+    in.VouchForElements(count, vlt::detail::cio_MinBytes<T>);
     // A table without elements reads as 0 x 0: its constructor would walk every empty row.
     cow_2DArray<T> fresh(count != 0 ? rows : 0, count != 0 ? columns : 0, T{});
     if (count != 0) {

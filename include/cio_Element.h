@@ -3,13 +3,13 @@
 //
 // Runs of numbers move as one block of bytes: the encoding of a run is the values back to back
 // in the stream's byte order, which is the machine's. A count read from a stream sizes an
-// allocation only after the filter has vouched for the bytes behind it (`cio_Vouch`).
+// allocation only after the filter has vouched for the bytes behind it
+// (`bio_Ifilter::VouchForElements`, with the fewest bytes of one element, `cio_MinBytes`).
 #pragma once
 
 #include "bio_Ifilter.h"
 #include "bio_Ofilter.h"
 #include "cio_String.h"
-#include "omi_FatalError.h"
 #include "pnt_PrettyPrint.h"
 
 #include <cstdint>
@@ -23,25 +23,6 @@ namespace vlt::detail {
 
 template <class T>
 concept cio_Plain = std::is_arithmetic_v<T>;
-
-// What a stream that cannot vouch for its bytes (a device stream) may still make the reader
-// allocate at once.
-inline constexpr uint64_t cio_UnvouchedLimit = uint64_t{64} << 20;
-
-inline constexpr char cio_TooLongMessage[] = "stream record longer than the stream can vouch for";
-
-// Before an allocation sized by a count from the stream: `bytes` is the least the stream must
-// still hold for that count. A memory filter that does not hold them reports and throws; a
-// device stream is trusted up to `cio_UnvouchedLimit`.
-inline void cio_Vouch(bio_Ifilter& in, uint64_t bytes) {
-    const bool fits = bytes <= UINT32_MAX;
-    if (in.holdsBytes(fits ? static_cast<unsigned>(bytes) : UINT32_MAX) && fits) {
-        return;
-    }
-    if (bytes > cio_UnvouchedLimit) {
-        throw omi_FatalError(cio_TooLongMessage, 0);
-    }
-}
 
 // The fewest stream bytes of one element: a string record is at least its type id, marker and
 // two lengths.

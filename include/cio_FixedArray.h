@@ -22,7 +22,7 @@ bio_Ifilter& operator>>(bio_Ifilter& in, cow_FixedArray<T>& array) {
     int length = 0;
     in >> length;
     length = std::max(length, 0);
-    vlt::detail::cio_Vouch(in, static_cast<uint64_t>(length) * vlt::detail::cio_MinBytes<T>);
+    in.VouchForElements(static_cast<uint64_t>(length), vlt::detail::cio_MinBytes<T>);
     cow_FixedArray<T> fresh(length, T{});
     if (length != 0) {
         vlt::detail::cio_ReadRun(in, &fresh.Get(0), static_cast<unsigned>(length));

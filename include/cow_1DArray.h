@@ -737,13 +737,13 @@ void cow_1DArray<T>::ReadData(bio_Ifilter& in, void* object) {
     unsigned count = 0;
     unsigned size = 0;
     in >> count >> size;
-    vlt::detail::cio_Vouch(in, uint64_t{count} * sizeof(int32_t));
+    in.VouchForElements(count, sizeof(int32_t));
     cow_1DArray fresh(count, size);
     for (unsigned block = 0; block < count; ++block) {
         int present = 0;
         in >> present;
         if (present != 0 && size != 0) {
-            vlt::detail::cio_Vouch(in, uint64_t{size} * vlt::detail::cio_MinBytes<T>);
+            in.VouchForElements(size, vlt::detail::cio_MinBytes<T>);
             fresh.table[block] = new Block(size);
             vlt::detail::cio_ReadRun(in, fresh.table[block]->data.get(), size);
         }

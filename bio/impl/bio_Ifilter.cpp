@@ -3,6 +3,7 @@
 #include "bio_Failures.h"
 #include "bio_Moves.h"
 #include "crt_Assert.h"
+#include "omi_FatalError.h"
 
 #include <algorithm>
 #include <fstream>
@@ -58,12 +59,38 @@ bool bio_Ifilter::holdsBytes(unsigned) {
     return false;
 }
 
+namespace {
+
+// The least number of stream bytes of n elements of at least k bytes each, saturated at
+// UINT64_MAX so that a forged count cannot wrap to a small figure.
+constexpr uint64_t leastBytes(uint64_t n, unsigned k) {
+    return k != 0 && n > UINT64_MAX / k ? UINT64_MAX : n * k;
+}
+static_assert(leastBytes(uint64_t{1} << 62, 16) == UINT64_MAX);
+static_assert(leastBytes(3, 4) == 12);
+
+} // namespace
+
+bool bio_Ifilter::HoldsElements(uint64_t n, unsigned minBytes) {
+    const uint64_t bytes = leastBytes(n, minBytes);
+    // No record of a stream is longer than a 32-bit count of bytes: asking for the most a
+    // filter can hold makes a memory filter report and throw.
+    const bool fits = bytes <= UINT32_MAX;
+    return holdsBytes(fits ? static_cast<unsigned>(bytes) : UINT32_MAX) && fits;
+}
+
+void bio_Ifilter::VouchForElements(uint64_t n, unsigned minBytes) {
+    if (!HoldsElements(n, minBytes) && leastBytes(n, minBytes) > unvouchedLimit) {
+        throw omi_FatalError(omi_RecordTooLongMessage, 0);
+    }
+}
+
 bio_Ifilter& bio_Ifilter::operator>>(char*& s) {
     int length = 0;
     extract(length);
     CRT_CHECK(length >= 0, "len >= 0", path);
     const unsigned n = length > 0 ? static_cast<unsigned>(length) : 0;
-    if (!holdsBytes(n)) {
+    if (!HoldsElements(n, 1)) {
         s = ReadChunked(n);
         return *this;
     }

@@ -1,6 +1,8 @@
 // Container encodings: the published byte layouts, round trips of every instance, appending
 // reads, printed forms, and safe stops on malformed streams.
 #include "AssertRecorder.h"
+#include "bio_InternalFilter.h"
+#include "bio_MemoryDevice.h"
 #include "cio_1DArrayList.h"
 #include "cio_2DArray.h"
 #include "cio_FixedArray.h"
@@ -236,15 +238,45 @@ protected:
     }
 };
 
+// Counts that size an allocation are refused before it. 2^30 x 2^30 strings of at least 16
+// bytes each are 2^64 bytes: a product that wraps to 0 once sized a 2^60-element table.
 TEST_F(Malformed, HugeCountsThrowBeforeAllocating) {
-    Feed(Bytes().Words({0x7fffffff, 0x7fffffff}));
+    Feed(Bytes().Words({1u << 30, 1u << 30}));
     AssertRecorder rec;
+    cow_2DArray<cow_String> strings(1, 1, "kept");
+    EXPECT_THROW(mem >> strings, omi_FatalError);
+    EXPECT_EQ(rec.Expressions(), std::vector<std::string>{"getPtr_ + len <= buffEnd_"});
+    EXPECT_EQ(strings.Rows(), 1);
+    bio_IOmemFilter doubles(8);
+    doubles << 0x7fffffff << 0x7fffffff;
     cow_2DArray<double> table;
-    EXPECT_THROW(mem >> table, omi_FatalError);
+    EXPECT_THROW(doubles >> table, omi_FatalError);
     bio_IOmemFilter blocks(8);
     blocks << 0xffffffffu << 16u;
     cow_1DArray<int> array;
     EXPECT_THROW(cow_1DArray<int>::ReadData(blocks, &array), omi_FatalError);
+    bio_IOmemFilter fixed(8);
+    fixed << 0x7fffffff;
+    cow_FixedArray<double> values;
+    EXPECT_THROW(fixed >> values, omi_FatalError);
+}
+
+// A device stream cannot say how much is coming: it is trusted up to a limit, then refused
+// with the published text.
+TEST_F(Malformed, DeviceStreamRefusesARecordPastWhatItIsTrustedWith) {
+    bio_Buffer buffer(64);
+    bio_OmemoryDevice out(buffer);
+    bio_ImemoryDevice device(buffer);
+    bio_OinternalFilter writer(out);
+    writer << (1 << 30) << (1 << 30);
+    bio_IinternalFilter in(device);
+    cow_2DArray<cow_String> table;
+    try {
+        in >> table;
+        ADD_FAILURE() << "no error";
+    } catch (const omi_FatalError& error) {
+        EXPECT_STREQ(error.Message(), "stream record longer than the stream can vouch for");
+    }
 }
 
 TEST_F(Malformed, TableWithoutElementsReadsAsEmptyWithoutWalkingItsRows) {
