@@ -1,0 +1,68 @@
+// What every fuzz target shares: a run spends its time decoding, not printing.
+//
+// While a `QuietRun` lives, the texts the library writes to standard error (through C stdio
+// and through std::cerr) go to the null device, and assertion reports are counted instead of
+// written. The sanitizers and the fuzzer write to the file descriptor directly, so their
+// reports still show. Targets print what they read into `Discard()`.
+#pragma once
+
+#include "crt_Assert.h"
+
+#include <cstdio>
+#include <iostream>
+#include <ostream>
+#include <streambuf>
+
+namespace vlt::fuzz {
+
+// Assertion reports seen by quiet runs since the process started.
+inline unsigned long assertionReports = 0;
+
+// A stream that drops what it is given without a system call.
+inline std::ostream& Discard() {
+    struct DropAll : std::streambuf {
+        int_type overflow(int_type c) override { return traits_type::not_eof(c); }
+        std::streamsize xsputn(const char*, std::streamsize n) override { return n; }
+    };
+    static DropAll buffer;
+    static std::ostream stream(&buffer);
+    return stream;
+}
+
+class QuietRun {
+public:
+    QuietRun()
+        : cStderr(stderr), cerrBuffer(std::cerr.rdbuf(Discard().rdbuf())),
+          handler(crt_SetAssertHandler(Count)) {
+        stderr = NullFile();
+    }
+    ~QuietRun() {
+        stderr = cStderr;
+        std::cerr.rdbuf(cerrBuffer);
+        crt_SetAssertHandler(handler);
+    }
+    QuietRun(const QuietRun&) = delete;
+    QuietRun& operator=(const QuietRun&) = delete;
+
+private:
+    static void Count(const char*, const char*, int) { ++assertionReports; }
+
+    // Fully buffered, so that the dropped texts cost a write only every 64 KiB.
+    static std::FILE* NullFile() {
+#if defined(_WIN32)
+        static std::FILE* const file = std::fopen("NUL", "w");
+#else
+        static std::FILE* const file = std::fopen("/dev/null", "w");
+#endif
+        static const bool buffered =
+            file != nullptr && std::setvbuf(file, nullptr, _IOFBF, 1 << 16) == 0;
+        (void)buffered;
+        return file != nullptr ? file : stderr;
+    }
+
+    std::FILE* cStderr;
+    std::streambuf* cerrBuffer;
+    crt_AssertHandler handler;
+};
+
+} // namespace vlt::fuzz
