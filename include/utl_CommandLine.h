@@ -24,8 +24,9 @@
 // replaces the raw arguments and parses every element, the first one included.
 //
 // Sharing: a `thr_GlobalSingleton`, created by the first `Instance()` and released by
-// `utl_finalize`. Every read holds the class's lock and returns copies; storing the arguments
-// takes no lock, which is why it belongs before the first reader thread starts.
+// `utl_finalize`. Every read holds the class's lock and returns copies with representations of
+// their own, which the reader may keep and drop on any thread; storing the arguments takes no
+// lock, which is why it belongs before the first reader thread starts.
 #pragma once
 
 #include "cow_1DArray.h"

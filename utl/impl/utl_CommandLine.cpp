@@ -32,6 +32,13 @@ cow_String TrimmedName(const char* name, uint32_t length) {
     return trimmed;
 }
 
+// A copy with a representation of its own. The stored strings' counters are plain integers:
+// a copy that shared them would be dropped by its reader outside the lock while another
+// reader copies the same string inside it.
+cow_String Unshared(const cow_String& stored) {
+    return {stored.c_str(), stored.Length()};
+}
+
 const utl_CommandLine& TheCommandLine() {
     return thr_GlobalSingleton<utl_CommandLine>::Instance();
 }
@@ -98,7 +105,7 @@ bool utl_CommandLine::Lookup(const cow_String& key, cow_String& value) const {
     if (!options.IsMember(key)) {
         return false;
     }
-    value = options.ConstGet(key);
+    value = Unshared(options.ConstGet(key));
     return true;
 }
 
@@ -148,7 +155,7 @@ bool utl_CommandLine::IsMember(const cow_String& key) const {
 
 cow_String utl_CommandLine::ConstGet(int i) const {
     const ReadLock lock;
-    return raw.ConstGet(static_cast<unsigned>(i));
+    return Unshared(raw.ConstGet(static_cast<unsigned>(i)));
 }
 
 int utl_CommandLine::Size() const {
