@@ -87,10 +87,15 @@ inline void bio_ShortMoveOut(bio_Odevice* device, const char* src, unsigned n) {
     });
 }
 
+// An empty buffer from the device is the broken connection at once: asking again could block
+// on a peer that has gone, and the error number must be the one of this moment.
 inline void bio_ShortMoveIn(bio_Idevice* device, char* dst, unsigned n) {
     char* where = nullptr;
     const unsigned unread = device != nullptr ? device->iRemnant(where) : 0;
-    if (unread != 0 && n <= unread) {
+    if (unread == 0) {
+        bio_NoData(device);
+    }
+    if (n <= unread) {
         bio_CopySmall(dst, where, n);
         device->iConsume(n);
         return;

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <string>
 #include <vector>
 
@@ -88,6 +89,24 @@ TEST(InputDevice, ValuesSplitAcrossBuffersAreJoined) {
     EXPECT_EQ(i, 0x04030201);
     EXPECT_EQ(d, 1.0);
     EXPECT_EQ(source.Pushes(), 2); // drained buffers went back before the 2nd and 3rd pull
+}
+
+// A peer that has gone may leave the next pull blocked, and errno may change before a later
+// look: the first empty buffer ends the read with the error number of that moment.
+TEST(InputDevice, ScalarReadStopsAtTheFirstEmptyBuffer) {
+    PieceSource gone(std::string("\x01\x02", 2), 4);
+    bio_IinternalFilter in(gone);
+    short first = 0;
+    in >> first;
+    errno = EPIPE;
+    int next = 0;
+    try {
+        in >> next;
+        ADD_FAILURE() << "read past the end of the stream";
+    } catch (const omi_FatalError& error) {
+        EXPECT_EQ(error.Code(), EPIPE);
+    }
+    EXPECT_EQ(gone.Pulls(), 2);
 }
 
 TEST(InputDevice, ByteReversedReadAcrossBuffers) {

@@ -54,6 +54,7 @@ public:
     PieceSource(std::string bytes, unsigned size) : bytes_(std::move(bytes)), buffer_(size) {}
     void pushEmpty() override { ++pushes_; }
     bio_Buffer& pullFull() override {
+        ++pulls_;
         const std::size_t k = std::min<std::size_t>(buffer_.buffLen(), bytes_.size() - next_);
         std::memcpy(buffer_.Data(), bytes_.data() + next_, k);
         next_ += k;
@@ -62,12 +63,14 @@ public:
         return buffer_;
     }
     int Pushes() const { return pushes_; }
+    int Pulls() const { return pulls_; }
 
 private:
     std::string bytes_;
     std::size_t next_ = 0;
     bio_Buffer buffer_;
     int pushes_ = 0;
+    int pulls_ = 0;
 };
 
 // bio_IOmemFilter writing and reading its own block.
