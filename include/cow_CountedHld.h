@@ -125,11 +125,11 @@ struct cow_Direct {
     static T* Copy(const T& t) { return new T(t); }
 };
 
-// Copies through T's virtual clone operation, so that a handle to a base class copies the most
-// derived object.
+// Copies through T's virtual clone operation, `Copy()` throughout the library (the exceptions,
+// the tables, the trees), so that a handle to a base class copies the most derived object.
 template <class T>
 struct cow_Virtual {
-    static T* Copy(const T& t) { return t.Clone(); }
+    static T* Copy(const T& t) { return t.Copy(); }
 };
 
 template <class T, class Policy = cow_Direct<T>>

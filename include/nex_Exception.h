@@ -72,12 +72,6 @@ private:
     int32_t line_ = 0;
 };
 
-// The exception handle clones through the family's own clone operation, `Copy`.
-template <>
-struct cow_Virtual<nex_Exception> {
-    static nex_Exception* Copy(const nex_Exception& e) { return e.Copy(); }
-};
-
 // Binary records: a pointer record (the null record for a null pointer) or an object record
 // of the exception's dynamic type. Reading creates an exception of whatever class of the
 // family the record names; a record of any other type is refused (reported, left null).

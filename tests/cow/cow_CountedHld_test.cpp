@@ -24,7 +24,7 @@ struct Tracked {
         --live;
         ++destroyed;
     }
-    virtual Tracked* Clone() const { return new Tracked(*this); }
+    virtual Tracked* Copy() const { return new Tracked(*this); }
     virtual std::string Kind() const { return "base"; }
 
     int value;
@@ -32,7 +32,7 @@ struct Tracked {
 
 struct DerivedTracked : Tracked {
     using Tracked::Tracked;
-    Tracked* Clone() const override { return new DerivedTracked(*this); }
+    Tracked* Copy() const override { return new DerivedTracked(*this); }
     std::string Kind() const override { return "derived"; }
 };
 
