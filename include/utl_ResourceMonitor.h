@@ -118,10 +118,11 @@ private:
     uint32_t m_ProcessId;
 };
 
-// Flat entry points for numerical code; each string's length follows it, and the string need
-// not end with a NUL.
+// Flat entry points for code that cannot hold a `cow_String`: each takes a NUL-terminated text
+// (no length follows it, unlike the command line's entry points) and calls the member of the
+// same role on the singleton.
 extern "C" {
-VLTUTL_API void utl_ResourceMonitorMark(const char* label, uint32_t labelLength);
-VLTUTL_API void utl_ResourceMonitorStartTimer(int index, const char* name, uint32_t nameLength);
+VLTUTL_API void utl_ResourceMonitorMark(const char* label);
+VLTUTL_API void utl_ResourceMonitorStartTimer(int index, const char* name);
 VLTUTL_API void utl_ResourceMonitorStopTimer(int index);
 }

@@ -272,10 +272,10 @@ TEST_F(utl_ResourceMonitorTest, SummaryListsUsedTimersInIndexOrderAndIgnoresOthe
                         selfLine);
 }
 
-TEST_F(utl_ResourceMonitorTest, FlatEntryPointsTakeExplicitLengths) {
+TEST_F(utl_ResourceMonitorTest, FlatEntryPointsTakeTerminatedTexts) {
     const std::string text = Run("", [](utl_ResourceMonitor&) {
-        utl_ResourceMonitorMark("phase one and more", 9);
-        utl_ResourceMonitorStartTimer(2, "solver and more", 6);
+        utl_ResourceMonitorMark("phase one");
+        utl_ResourceMonitorStartTimer(2, "solver");
         utl_ResourceMonitorStopTimer(2);
     });
     EXPECT_EQ(text, StartRow() + Row(2, Column("phase one")) + Ending(3) +

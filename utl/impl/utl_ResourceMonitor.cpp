@@ -70,9 +70,9 @@ unsigned long long Figure(uint64_t value) {
     return static_cast<unsigned long long>(value);
 }
 
-// The text of a flat entry point's string, which need not end with a NUL.
-cow_String FlatText(const char* text, uint32_t length) {
-    return text != nullptr ? cow_String(text, length) : cow_String();
+// The text of a flat entry point's string; a null pointer is the empty text.
+cow_String FlatText(const char* text) {
+    return text != nullptr ? cow_String(text) : cow_String();
 }
 
 } // namespace
@@ -236,12 +236,12 @@ void utl_ResourceMonitor::writeHeaderAndSummary() {
     }
 }
 
-void utl_ResourceMonitorMark(const char* label, uint32_t labelLength) {
-    omi_Singleton<utl_ResourceMonitor>::Instance().Mark(FlatText(label, labelLength));
+void utl_ResourceMonitorMark(const char* label) {
+    omi_Singleton<utl_ResourceMonitor>::Instance().Mark(FlatText(label));
 }
 
-void utl_ResourceMonitorStartTimer(int index, const char* name, uint32_t nameLength) {
-    omi_Singleton<utl_ResourceMonitor>::Instance().StartTimer(index, FlatText(name, nameLength));
+void utl_ResourceMonitorStartTimer(int index, const char* name) {
+    omi_Singleton<utl_ResourceMonitor>::Instance().StartTimer(index, FlatText(name));
 }
 
 void utl_ResourceMonitorStopTimer(int index) {
