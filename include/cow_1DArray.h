@@ -93,8 +93,9 @@ bool cow_1DArrayEqual(const cow_1DArrayList<T, A>& a, const cow_1DArrayList<T, A
 template <class T>
 class cow_1DArrayBlock {
 public:
-    // Elements of class type are default-constructed; numbers are left uninitialised.
-    explicit cow_1DArrayBlock(unsigned n) : size(n), data(std::make_unique_for_overwrite<T[]>(n)) {}
+    // Elements are value-initialised (numbers are 0): a stream carries whole blocks, tails
+    // past a list's length included, and must not carry stray memory or differ between runs.
+    explicit cow_1DArrayBlock(unsigned n) : size(n), data(std::make_unique<T[]>(n)) {}
     // The copy starts with a count of 1; its elements are assigned one by one.
     cow_1DArrayBlock(const cow_1DArrayBlock& other)
         : size(other.size), data(std::make_unique_for_overwrite<T[]>(other.size)) {

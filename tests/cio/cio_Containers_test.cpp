@@ -51,6 +51,21 @@ TEST_F(Encoding, ArrayListIsObjectRecordOfLengthAndStorage) {
               std::vector<uint8_t>(Bytes().Words({0x1a0006, 0, 2, 1, 2, 1}).Raw(1.5).Raw(-2.0)));
 }
 
+// The tail of a block past the list's length goes on the stream too: it must be zeros, not
+// whatever the heap held, so that one model always gives the same bytes.
+TEST_F(Encoding, BlockTailPastTheListLengthIsWrittenAsZeros) {
+    cow_1DArrayList<int, int> list;
+    list.Append(7);
+    ASSERT_EQ(list.Storage().BlockSize(), 16u);
+    mem << list;
+    Bytes expected;
+    expected.Words({0x1a0004, 0, 1, 1, 16, 1, 7});
+    for (int i = 1; i < 16; ++i) {
+        expected.Words({0});
+    }
+    EXPECT_EQ(Written(), std::vector<uint8_t>(expected));
+}
+
 TEST_F(Encoding, NullArrayListPointerIsTheNullRecord) {
     mem << static_cast<const cio_1DArrayList<int, int>*>(nullptr);
     EXPECT_EQ(Written(), std::vector<uint8_t>(Bytes().Words({0})));
