@@ -33,6 +33,8 @@ function(vlt_add_library name export_define)
         $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
         $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/VLTutl>)
     target_compile_definitions(${name} PRIVATE ${export_define})
+    # The headers need C++20: a client that links the target gets it without asking.
+    target_compile_features(${name} PUBLIC cxx_std_20)
     set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION}
                                              SOVERSION ${PROJECT_VERSION_MAJOR})
     vlt_compile_options(${name})

@@ -18,7 +18,7 @@ run(${CMAKE_COMMAND} -S "${CLIENT_DIR}" -B "${WORK_DIR}/client" -G Ninja
     "-DCMAKE_CXX_FLAGS=${CLIENT_FLAGS}"
     "-DCMAKE_EXE_LINKER_FLAGS=${CLIENT_FLAGS}")
 run(${CMAKE_COMMAND} --build "${WORK_DIR}/client")
-run("${WORK_DIR}/client/vlt_client")
-if(NOT last_output MATCHES "VLTutl [0-9]+\\.[0-9]+\\.[0-9]+ tally 10")
+run("${WORK_DIR}/client/vlt_client" -steps 4)
+if(NOT last_output MATCHES "VLTutl [0-9]+\\.[0-9]+\\.[0-9]+ steps 4 dt 0.5")
     message(FATAL_ERROR "unexpected client output: ${last_output}")
 endif()

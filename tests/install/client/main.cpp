@@ -1,13 +1,19 @@
-// A client of the installed library: starts it, reads its version, stops it.
-#include <utl_Modules.h>
+// A client of the installed library, as the README writes one: the scope starts the library
+// and takes the arguments, a container's header needs C++20 (which the client does not ask
+// for itself), and the scope's end stops the library.
+#include <cow_Map.h>
+#include <cow_String.h>
+#include <utl_CommandLine.h>
+#include <utl_LibraryScope.h>
 #include <utl_Version.h>
 
 #include <cstdio>
 
-int main() {
-    int tally = 0;
-    utl_initialize(tally);
-    std::printf("VLTutl %s tally %d\n", omi_Singleton<utl_Version>::Instance().Text(), tally);
-    utl_finalize(tally);
-    return tally == 0 ? 0 : 1;
+int main(int argc, char** argv) {
+    const utl_LibraryScope library(argc, argv);
+    const utl_CommandLine& line = thr_GlobalSingleton<utl_CommandLine>::Instance();
+    cow_Map<cow_String, float> settings;
+    settings.Insert("dt", 0.5f);
+    std::printf("VLTutl %s steps %d dt %g\n", omi_Singleton<utl_Version>::Instance().Text(),
+                line.ConstGetValueAsInt("steps", 10), static_cast<double>(settings.ConstGet("dt")));
 }
