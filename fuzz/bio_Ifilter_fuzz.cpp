@@ -2,7 +2,7 @@
 // leak, hang or allocate beyond what the bytes justify, and every filter must decode the bytes
 // alike; assertion reports are expected (a malformed stream raises them) and are counted.
 #include "bio_IfilterDecode.h"
-#include "fuzz_Quiet.h"
+#include "fuzz_Support.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -12,11 +12,10 @@
 #include "cio_List.h"
 #include "cio_Map.h"
 #include "cio_String.h"
-#include "fuzz_Quiet.h"
+#include "fuzz_Support.h"
 #include "nex_Exception.h"
 #include "omi_FatalError.h"
 #include "pnt_PrettyPrint.h"
-#include "utl_Modules.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -25,17 +24,6 @@
 #include <vector>
 
 namespace {
-
-bool startModules() {
-    int tally = 0;
-    typ_initialize(tally);
-    bio_initialize(tally);
-    pnt_initialize(tally);
-    obj_initialize(tally);
-    cio_initialize(tally);
-    nex_initialize(tally);
-    return true;
-}
 
 // Objects read through pointers, freed once each after the whole script: back-references may
 // name them until the filter is done.
@@ -146,7 +134,7 @@ const std::vector<Step>& steps() {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
-    static const bool started = startModules();
+    static const bool started = vlt::fuzz::StartStreamModules();
     (void)started;
     const vlt::fuzz::QuietRun quiet;
     Owned owned; // outlives the filter's log, which may name what it holds

@@ -5,10 +5,9 @@
 // asked for as an option name through every reader, with a few buffer sizes taken from the
 // bytes. Nothing may crash or write outside the caller's buffer, and the readers must agree
 // with each other; a malformed number is the published format exception.
-#include "fuzz_Quiet.h"
+#include "fuzz_Support.h"
 #include "nex_Exception.h"
 #include "utl_CommandLine.h"
-#include "utl_Modules.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -17,17 +16,6 @@
 #include <vector>
 
 namespace {
-
-bool startModules() {
-    int tally = 0;
-    typ_initialize(tally);
-    bio_initialize(tally);
-    pnt_initialize(tally);
-    obj_initialize(tally);
-    cio_initialize(tally);
-    nex_initialize(tally);
-    return true;
-}
 
 std::vector<std::string> Words(const uint8_t* data, std::size_t size) {
     std::vector<std::string> words(1);
@@ -97,7 +85,7 @@ void Ask(const std::string& name, unsigned room) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
-    static const bool started = startModules();
+    static const bool started = vlt::fuzz::StartStreamModules();
     (void)started;
     const vlt::fuzz::QuietRun quiet;
     const std::vector<std::string> words = Words(data, size);

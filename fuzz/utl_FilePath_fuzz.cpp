@@ -3,7 +3,7 @@
 // The bytes are cut at the first NUL into two paths. Every text operation runs on both, and
 // the results are checked against the rules the header states: normalising twice changes
 // nothing, keeps the path absolute or relative, and leaves no "." part and no empty part.
-#include "fuzz_Quiet.h"
+#include "fuzz_Support.h"
 #include "utl_FilePath.h"
 
 #include <algorithm>

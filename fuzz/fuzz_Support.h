@@ -1,12 +1,16 @@
-// What every fuzz target shares: a run spends its time decoding, not printing.
+// What the fuzz targets share: the modules a decoder needs, and runs that spend their time
+// decoding, not printing.
 //
-// While a `QuietRun` lives, the texts the library writes to standard error (through C stdio
-// and through std::cerr) go to the null device, and assertion reports are counted instead of
+// `StartStreamModules` starts the type table, the streams, the printer, the registered types
+// and the exceptions, but not `omni`: its crash handler would take the fault signals from the
+// sanitizers. While a `QuietRun` lives, the texts the library writes to standard error (through C
+// stdio and through std::cerr) go to the null device, and assertion reports are counted instead of
 // written. The sanitizers and the fuzzer write to the file descriptor directly, so their
 // reports still show. Targets print what they read into `Discard()`.
 #pragma once
 
 #include "crt_Assert.h"
+#include "utl_Modules.h"
 
 #include <cstdio>
 #include <iostream>
@@ -14,6 +18,18 @@
 #include <streambuf>
 
 namespace vlt::fuzz {
+
+// Once per process; later calls only nest the use counts.
+inline bool StartStreamModules() {
+    int tally = 0;
+    typ_initialize(tally);
+    bio_initialize(tally);
+    pnt_initialize(tally);
+    obj_initialize(tally);
+    cio_initialize(tally);
+    nex_initialize(tally);
+    return true;
+}
 
 // Assertion reports seen by quiet runs since the process started.
 inline unsigned long assertionReports = 0;
