@@ -81,5 +81,10 @@ bool CrashEnvironmentDefined(const char* name);
 int CrashOpenReport(const char* name);
 void CrashWrite(int file, const char* text);
 void CrashClose(int file);
+// The absolute path of `name` in the current directory, into a CrashTextSize buffer; false
+// when the directory cannot be told.
+bool CrashAbsolutePath(const char* name, char* path);
+// A text on standard error, unbuffered.
+void CrashWriteStandardError(const char* text);
 
 } // namespace vlt::detail

@@ -10,6 +10,7 @@ using namespace vlt::detail;
 
 constexpr char popupVariable[] = "VLT_DEBUG_POPUP";
 constexpr char reportSuffix[] = ".dmp";
+constexpr char announcement[] = "crash report written to ";
 constexpr unsigned reportOptions = omn_StackTraceModule | omn_StackTraceSymbol | omn_StackTraceLine;
 constexpr unsigned reportLineLimit = 200;
 constexpr unsigned errorModeUnset = ~0U;
@@ -24,6 +25,17 @@ omn_ExceptionFilter replacedFilter = nullptr;
 void WriteLine(int file, const char* line) {
     CrashWrite(file, line);
     CrashWrite(file, "\n");
+}
+
+// One line on standard error, so that whoever watches the process learns where the report is.
+void Announce(int file, const char* name) {
+    char path[CrashTextSize];
+    if (file < 0 || !CrashAbsolutePath(name, path)) {
+        return;
+    }
+    char line[CrashTextSize];
+    CrashComposer(line).Append(announcement).Append(path).Append("\n");
+    CrashWriteStandardError(line);
 }
 
 } // namespace
@@ -64,5 +76,6 @@ long ExcepCallBack(omn_ExceptionPointers* pointers) {
     CrashWrite(file, "\n");
     omn_EnumerateLoadedModules(CrashProcessId(), file);
     CrashClose(file);
+    Announce(file, name);
     return verdict;
 }

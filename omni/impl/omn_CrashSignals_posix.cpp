@@ -3,6 +3,7 @@
 // from the ucontext, and the report file written with write(2).
 #include "omn_CrashPlatform.h"
 #include "omn_CrashPosix.h"
+#include "omn_CrashText.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -325,6 +326,22 @@ bool CrashEnvironmentDefined(const char* name) {
 
 int CrashProcessId() {
     return static_cast<int>(getpid());
+}
+
+// getcwd into a caller's buffer is a plain system call: no allocation on the crash path.
+bool CrashAbsolutePath(const char* name, char* path) {
+    char directory[CrashTextSize];
+    if (getcwd(directory, sizeof directory) == nullptr) {
+        return false;
+    }
+    const std::size_t length = std::strlen(directory);
+    const char* separator = length > 0 && directory[length - 1] == '/' ? "" : "/";
+    CrashComposer(path).Append(directory).Append(separator).Append(name);
+    return true;
+}
+
+void CrashWriteStandardError(const char* text) {
+    CrashWrite(STDERR_FILENO, text);
 }
 
 int CrashOpenReport(const char* name) {

@@ -180,6 +180,10 @@ TEST_P(CrashReportOfFault, NamesTheExceptionAndWalksThroughTheFaultingFunctions)
         fault.body();
     });
     EXPECT_TRUE(ExitedWith(status, omn_CrashExitBase + fault.signal)) << status;
+    const std::string report = std::filesystem::canonical(directory) / (ProgramName() + ".dmp");
+    EXPECT_NE(Read("stderr.txt").find("crash report written to " + report + "\n"),
+              std::string::npos)
+        << Read("stderr.txt");
 
     const std::vector<std::string> lines = ReportLines();
     ASSERT_FALSE(lines.empty());
