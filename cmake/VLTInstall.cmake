@@ -14,8 +14,10 @@ install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/VLTutl
         FILES_MATCHING PATTERN "*.h")
 install(EXPORT VLTutlTargets NAMESPACE VLTutl:: DESTINATION ${VLT_CMAKE_DIR})
 
+set(VLT_FORTRAN_MODULE_SOURCE "${CMAKE_INSTALL_INCLUDEDIR}/VLTutl/vlt_commandline.f90")
 configure_package_config_file(cmake/VLTutlConfig.cmake.in
-    "${PROJECT_BINARY_DIR}/VLTutlConfig.cmake" INSTALL_DESTINATION ${VLT_CMAKE_DIR})
+    "${PROJECT_BINARY_DIR}/VLTutlConfig.cmake" INSTALL_DESTINATION ${VLT_CMAKE_DIR}
+    PATH_VARS VLT_FORTRAN_MODULE_SOURCE)
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/VLTutlConfigVersion.cmake"
     COMPATIBILITY SameMajorVersion)
 install(FILES "${PROJECT_BINARY_DIR}/VLTutlConfig.cmake"

@@ -109,4 +109,14 @@ VLTUTL_API int utl_CommandLineStringC(const char* name, char* buffer, unsigned n
 // Copies the value with its terminating zero into out (the caller provides room) and returns
 // its length; an absent option returns 0 and leaves out alone.
 VLTUTL_API int utl_getArgs(const char* name, char* out);
+
+// For callers that cannot catch a C++ exception (the Fortran module): the readers as status
+// codes. Names are trimmed as above; nothing here throws for a bad value.
+enum { utl_OptionFound = 0, utl_OptionAbsent = 1, utl_OptionMalformed = 2, utl_OptionTooLong = 3 };
+// Stores the value as a whole number (0 unless found) and returns the status.
+VLTUTL_API int utl_CommandLineIntegerStatus(const char* name, uint32_t nameLength, int* result);
+// Writes the value blank-padded to bufferLength bytes when it fits (else leaves the buffer
+// alone), stores its length whenever the option is present, and returns the status.
+VLTUTL_API int utl_CommandLineStringStatus(const char* name, uint32_t nameLength, char* buffer,
+                                           uint32_t bufferLength, int* length);
 }

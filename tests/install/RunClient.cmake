@@ -1,5 +1,5 @@
 # cmake -P script: install BUILD_DIR into WORK_DIR/prefix, build the client with METHOD
-# (cmake or pkgconfig) and run it.
+# (cmake, pkgconfig or fortran) and run it.
 function(run)
     execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE out)
     if(NOT status EQUAL 0)
@@ -11,6 +11,17 @@ endfunction()
 set(prefix "${WORK_DIR}/prefix")
 file(REMOVE_RECURSE "${WORK_DIR}")
 run(${CMAKE_COMMAND} --install "${BUILD_DIR}" --prefix "${prefix}")
+if(METHOD STREQUAL "fortran")
+    # The source tree's Fortran test, built against the package and run with its arguments.
+    run(${CMAKE_COMMAND} -S "${CLIENT_DIR}" -B "${WORK_DIR}/client" -G Ninja
+        -DCMAKE_PREFIX_PATH=${prefix}
+        -DCLIENT_TEST_SOURCE=${FORTRAN_TEST}
+        "-DCMAKE_Fortran_FLAGS=${CLIENT_FLAGS}"
+        "-DCMAKE_EXE_LINKER_FLAGS=${CLIENT_FLAGS}")
+    run(${CMAKE_COMMAND} --build "${WORK_DIR}/client")
+    run("${WORK_DIR}/client/vlt_client" -n 42 -name abc -flag -long twelve_chars -steps x2)
+    return()
+endif()
 run(${CMAKE_COMMAND} -S "${CLIENT_DIR}" -B "${WORK_DIR}/client" -G Ninja
     -DCMAKE_CXX_COMPILER=${CXX}
     -DCMAKE_PREFIX_PATH=${prefix}

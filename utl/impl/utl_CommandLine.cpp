@@ -42,6 +42,22 @@ cow_String Unshared(const cow_String& stored) {
 const utl_CommandLine& TheCommandLine() {
     return thr_GlobalSingleton<utl_CommandLine>::Instance();
 }
+
+// The value blank-padded into n bytes when it fits, its length whenever it is present.
+int OptionText(const cow_String& name, char* buffer, unsigned n, int& length) {
+    const utl_CommandLine& commandLine = TheCommandLine();
+    if (!commandLine.IsMember(name)) {
+        return utl_OptionAbsent;
+    }
+    const cow_String value = commandLine.ConstGetValue(name);
+    length = static_cast<int>(value.Length());
+    if (value.Length() > n) {
+        return utl_OptionTooLong;
+    }
+    std::copy_n(value.c_str(), value.Length(), buffer);
+    std::fill_n(buffer + value.Length(), n - value.Length(), ' ');
+    return utl_OptionFound;
+}
 } // namespace
 
 // Holds the class's lock for the lifetime of a read, released on every way out.
@@ -188,18 +204,9 @@ void UTL_COMMANDLINESTRING(const char* name, uint32_t nameLength, char* buffer,
 
 // A value too long for the buffer answers 0, exactly like an absent option.
 int utl_CommandLineStringC(const char* name, char* buffer, unsigned n) {
-    const utl_CommandLine& commandLine = TheCommandLine();
-    if (!commandLine.IsMember(name)) {
-        return 0;
-    }
-    const cow_String value = commandLine.ConstGetValue(name);
-    const unsigned length = value.Length();
-    if (length > n) {
-        return 0;
-    }
-    std::copy_n(value.c_str(), length, buffer);
-    std::fill_n(buffer + length, n - length, ' ');
-    return static_cast<int>(length);
+    int length = 0;
+    const int status = OptionText(name, buffer, n, length);
+    return status == utl_OptionFound ? length : 0;
 }
 
 int utl_getArgs(const char* name, char* out) {
@@ -210,4 +217,25 @@ int utl_getArgs(const char* name, char* out) {
     const cow_String value = commandLine.ConstGetValue(name);
     std::copy_n(value.c_str(), value.Length() + 1, out);
     return static_cast<int>(value.Length());
+}
+
+int utl_CommandLineIntegerStatus(const char* name, uint32_t nameLength, int* result) {
+    *result = 0;
+    const cow_String key = TrimmedName(name, nameLength);
+    const utl_CommandLine& commandLine = TheCommandLine();
+    if (!commandLine.IsMember(key)) {
+        return utl_OptionAbsent;
+    }
+    try {
+        *result = commandLine.ConstGetValueAsInt(key);
+    } catch (const utl_CmdLineArgFormatException&) {
+        return utl_OptionMalformed;
+    }
+    return utl_OptionFound;
+}
+
+int utl_CommandLineStringStatus(const char* name, uint32_t nameLength, char* buffer,
+                                uint32_t bufferLength, int* length) {
+    *length = 0;
+    return OptionText(TrimmedName(name, nameLength), buffer, bufferLength, *length);
 }
