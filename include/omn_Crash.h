@@ -125,6 +125,11 @@ VLTUTL_API int omn_ReadProcessMemory(int process, const void* address, void* buf
 
 // Installs ExcepCallBack as the process's filter; the previous filter is never restored.
 VLTUTL_API void omi_SetExceptionFilter();
+// Gives the calling thread a stack of its own for the crash report, so that an overflow of its
+// stack is reported too: the report cannot run on the stack that overflowed. The thread that
+// installs a filter gets one then, and the library's interrupt listener gets one; any other
+// thread that may overflow calls this once. The stack lives as long as the thread.
+VLTUTL_API void omn_PrepareThreadForCrashReport();
 // Chooses the error mode once (0 with "VLT_DEBUG_POPUP", else 2: faults that reach the system's
 // handling end the process without a core dump) and applies it.
 VLTUTL_API void omi_setErrorMode();

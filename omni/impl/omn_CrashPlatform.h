@@ -77,6 +77,9 @@ const char* CrashSystemMessage(uint32_t code);
 // Whether an environment variable is defined (read before any fault).
 bool CrashEnvironmentDefined(const char* name);
 
+// Gives the calling thread what the report needs to run after its stack has overflowed.
+void CrashPrepareThread();
+
 // The report file: created or truncated; -1 when it cannot be opened.
 int CrashOpenReport(const char* name);
 void CrashWrite(int file, const char* text);

@@ -48,6 +48,10 @@ void omi_SetExceptionFilter() {
     replacedFilter = CrashSetProcessFilter(&ExcepCallBack);
 }
 
+void omn_PrepareThreadForCrashReport() {
+    CrashPrepareThread();
+}
+
 void omi_setErrorMode() {
     if (errorMode == errorModeUnset) {
         errorMode = CrashEnvironmentDefined(popupVariable) ? 0 : CrashNoFaultBox;

@@ -191,6 +191,20 @@ void InstallHandlers() {
     }
 }
 
+// The alternate stack this thread made, given back when the thread ends.
+struct OwnedAltStack {
+    void* memory = nullptr;
+    ~OwnedAltStack() {
+        if (memory != nullptr) {
+            stack_t off{};
+            off.ss_flags = SS_DISABLE;
+            sigaltstack(&off, nullptr);
+            munmap(memory, altStackSize);
+        }
+    }
+};
+thread_local OwnedAltStack ownedAltStack;
+
 // A thread keeps a large enough alternate stack it already has (a sanitizer's, say).
 void EnsureAlternateStack() {
     stack_t current{};
@@ -208,7 +222,9 @@ void EnsureAlternateStack() {
     stack.ss_size = altStackSize;
     if (sigaltstack(&stack, nullptr) != 0) {
         munmap(memory, altStackSize);
+        return;
     }
+    ownedAltStack.memory = memory;
 }
 
 // The kernel tells whether it may read the bytes: a write from them into a pipe fails with
@@ -279,6 +295,10 @@ bool CrashReadable(const void* address, std::size_t size) {
 
 bool CrashWritable(void* address, std::size_t size) {
     return Probe(address, size, true);
+}
+
+void CrashPrepareThread() {
+    EnsureAlternateStack();
 }
 
 omn_ExceptionFilter CrashSetProcessFilter(omn_ExceptionFilter filter) {

@@ -1,6 +1,7 @@
 // The interrupt listener and its triggers: what runs when, and which signals get the handler.
 // Threads and their resumption are reached through omn_InterruptPlatform.h only.
 #include "omn_Interrupt.h"
+#include "omn_Crash.h"
 #include "omn_InterruptPlatform.h"
 
 #include <csignal>
@@ -34,6 +35,7 @@ omn_InterruptListener::omn_InterruptListener(int signal1, int signal2, int signa
 // A null handler at wake-up is the destructor asking the thread to end.
 void omn_InterruptListener::Listen(void* listener) {
     const auto& self = *static_cast<omn_InterruptListener*>(listener);
+    omn_PrepareThreadForCrashReport(); // the handler a client installs runs on this stack
     for (;;) {
         InterruptAwaitResume();
         void (*current)(int) = self.handler.load(std::memory_order_acquire);

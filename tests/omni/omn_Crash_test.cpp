@@ -20,6 +20,7 @@
 #include <regex>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 // The functions that fault must keep their own frames and names.
@@ -286,6 +287,24 @@ TEST_F(CrashChild, StackOverflowSendsTheBannerBeforeTheUserFilter) {
     });
     EXPECT_TRUE(ExitedWith(status, omn_CrashExitBase + SIGSEGV)) << status;
     EXPECT_EQ(Read("stderr.txt").substr(0, sizeof stackOverflowBanner - 1), stackOverflowBanner);
+}
+
+// The fault signal of an overflow runs on the thread that overflowed: without a stack of its
+// own there, the process would end with no report.
+TEST_F(CrashChild, StackOverflowOnAPreparedSecondThreadIsReported) {
+    const int status = RunChild([] {
+        omi_SetExceptionFilter();
+        std::thread worker([] {
+            omn_PrepareThreadForCrashReport();
+            Recurse(endless);
+        });
+        worker.join();
+    });
+    EXPECT_TRUE(ExitedWith(status, omn_CrashExitBase + SIGSEGV)) << status;
+    const std::vector<std::string> lines = ReportLines();
+    ASSERT_FALSE(lines.empty());
+    EXPECT_NE(lines[0].find(" caused an EXCEPTION_STACK_OVERFLOW in module "), std::string::npos)
+        << lines[0];
 }
 
 TEST_F(CrashChild, OmniInitialisationInstallsTheReport) {
