@@ -36,5 +36,7 @@ inline constexpr char omi_BufferOverflowMessage[] = "buffer overflow in oMemoryD
 inline constexpr char omi_BrokenConnectionMessage[] =
     "The other side of the connection exited breaking the socket connection";
 inline constexpr char omi_ReadPastEndMessage[] = "read past the end of a memory filter";
+inline constexpr char omi_NotStartedMessage[] =
+    "record of a registered type before the library was started: call utl_initialize first";
 inline constexpr char omi_RecordTooLongMessage[] =
     "stream record longer than the stream can vouch for";

@@ -4,10 +4,12 @@
 #include "bio_Ifilter.h"
 #include "bio_Ofilter.h"
 #include "crt_Assert.h"
+#include "omi_FatalError.h"
 #include "pnt_PrettyPrint.h"
 #include "typ_ArchCompTable.h"
 #include "typ_DebugFlags.h"
 
+#include <atomic>
 #include <cstdio>
 
 namespace {
@@ -106,6 +108,21 @@ void readNewObject(bio_Ifilter& in, void** p, unsigned actual, unsigned marker,
     }
 }
 
+// A client that streams before starting the library meets an empty type table: every record
+// would fail its look-up with a report of its own and the stream would stay silently empty.
+// One report names the missing call, and each such record fails as a stream does.
+void requireStarted() {
+    if (typ_ArchCompTable::Size() != 0) {
+        return;
+    }
+    static std::atomic<bool> reported{false};
+    if (!reported.exchange(true)) {
+        crt_Assert("utl_initialize() before the first record of a registered type",
+                   obj_p0InterfacePath, __LINE__);
+    }
+    throw omi_FatalError(omi_NotStartedMessage, 0);
+}
+
 } // namespace
 
 bio_Ofilter& obj_OutputP0Ptr(bio_Ofilter& out, const void* p, unsigned type) {
@@ -114,6 +131,7 @@ bio_Ofilter& obj_OutputP0Ptr(bio_Ofilter& out, const void* p, unsigned type) {
         out << none;
         return out;
     }
+    requireStarted();
     typ_WriteFunc marshall = typ_ArchCompTable::GetWriteFunc(type);
     out << type;
     if (traceOutput()) {
@@ -130,6 +148,7 @@ bio_Ofilter& obj_OutputP0Ptr(bio_Ofilter& out, const void* p, unsigned type) {
 }
 
 bio_Ofilter& obj_OutputP0Obj(bio_Ofilter& out, const void* p, unsigned type) {
+    requireStarted();
     typ_WriteFunc marshall = typ_ArchCompTable::GetWriteFunc(type);
     CRT_CHECK_AT(marshall != nullptr, "marshall != 0", obj_p0InterfacePath, 91);
     const unsigned byValue = 0;
@@ -163,6 +182,7 @@ bio_Ifilter& vlt::detail::obj_InputP0PtrOwned(bio_Ifilter& in, void** p, unsigne
     if (actual == 0) {
         return in;
     }
+    requireStarted();
     if (!typ_ArchCompTable::IsParent(actual, expected)) {
         reportPtrMismatch(actual, expected);
         return in;
@@ -206,6 +226,7 @@ bio_Ifilter& obj_InputP0Ptr(bio_Ifilter& in, void** p, unsigned expected) {
 bio_Ifilter& vlt::detail::obj_InputP0ObjInto(bio_Ifilter& in, void* p, unsigned expected,
                                              bool& constructed) {
     constructed = false;
+    requireStarted();
     unsigned actual = 0;
     unsigned marker = 0;
     void* known = nullptr;

@@ -4,13 +4,16 @@
 #include "AssertRecorder.h"
 #include "bio_Ifilter.h"
 #include "bio_Ofilter.h"
+#include "cio_String.h"
 #include "obj_p0Interface.h"
+#include "omi_FatalError.h"
 #include "pnt_PrettyPrint.h"
 #include "typ_ArchCompTable.h"
 #include "typ_DebugFlags.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 
 namespace {
@@ -300,6 +303,40 @@ TEST_F(Marshalling, InputTracesAtDebugLevelOne) {
     delete static_cast<Leaf*>(read);
     EXPECT_EQ(err, "Reading Ptr. Leaf (actual=3840001, expected=3840001)\n"
                    "Read a NULL pointer to a Leaf\n");
+}
+
+// A client that forgot utl_initialize: one report that names the call, and every record it
+// writes or reads fails instead of leaving an empty stream. In a child process, whose type table
+// this test may empty.
+TEST(NotStarted, RecordsBeforeStartAreOneReportAndFailedStreams) {
+    EXPECT_EXIT(
+        {
+            while (typ_ArchCompTable::Size() != 0) {
+                int tally = 0;
+                typ_finalize(tally);
+            }
+            AssertRecorder rec;
+            bio_IOmemFilter mem(64);
+            int failures = 0;
+            for (int i = 0; i < 3; ++i) {
+                try {
+                    mem << cow_String("abc");
+                } catch (const omi_FatalError& error) {
+                    failures += std::string(error.Message()) == omi_NotStartedMessage ? 1 : 0;
+                }
+            }
+            mem << 0x1a0001 << 0;
+            cow_String back;
+            try {
+                mem >> back;
+            } catch (const omi_FatalError&) {
+                ++failures;
+            }
+            const bool once = rec.Reports().size() == 1 &&
+                              rec.Reports()[0].expression.find("utl_initialize()") == 0;
+            std::exit(failures == 4 && once ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
 }
 
 } // namespace
