@@ -57,7 +57,7 @@ BENCHMARK(BM_TimerPair_monitor);
 void BM_TimerPair_monitorFlat(benchmark::State& state) {
     EnabledMonitor monitor;
     for (auto _ : state) {
-        utl_ResourceMonitorStartTimer(0, "solver", 6);
+        utl_ResourceMonitorStartTimer(0, "solver");
         utl_ResourceMonitorStopTimer(0);
     }
 }
