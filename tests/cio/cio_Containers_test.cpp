@@ -13,8 +13,17 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
 #include <functional>
+#include <iterator>
+#include <memory>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -64,6 +73,53 @@ TEST_F(Encoding, BlockTailPastTheListLengthIsWrittenAsZeros) {
         expected.Words({0});
     }
     EXPECT_EQ(Written(), std::vector<uint8_t>(expected));
+}
+
+// Writes a solver's model to `path` from a heap that held `junk` bytes just before, then ends
+// the process.
+[[noreturn]] void WriteModelAfterJunk(const std::string& path, char junk) {
+    {
+        std::vector<std::unique_ptr<char[]>> freed; // blocks of the same size may reuse them
+        for (int i = 0; i < 256; ++i) {
+            freed.emplace_back(new char[64]);
+            std::memset(freed.back().get(), junk, 64);
+        }
+    }
+    cow_Map<cow_String, cow_1DArrayList<int, int>> model;
+    for (const char* name : {"nodes", "elements", "loads"}) {
+        cow_1DArrayList<int, int> ids;
+        for (int id = 1; id <= 3; ++id) {
+            ids.Append(id);
+        }
+        model.Insert(name, ids);
+    }
+    bio_IOmemFilter mem(256);
+    mem << model;
+    std::ofstream(path, std::ios::binary).write(mem.Data(), mem.Written());
+    std::exit(0);
+}
+
+// Two fresh processes (the test program started again for each) write the same model: the
+// bytes must be the same, block tails past the lists' lengths included.
+TEST_F(Encoding, TheSameModelFromTwoFreshProcessesIsTheSameBytes) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    // The children run this body again from the start: they take the parent's file names.
+    if (std::getenv("VLT_TEST_MODEL_BASE") == nullptr) {
+        const std::string name = testing::TempDir() + "vlt_model_" + std::to_string(getpid());
+        setenv("VLT_TEST_MODEL_BASE", name.c_str(), 1);
+    }
+    const std::string base = std::getenv("VLT_TEST_MODEL_BASE");
+    EXPECT_EXIT(WriteModelAfterJunk(base + ".a", '\x11'), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(WriteModelAfterJunk(base + ".b", '\x77'), testing::ExitedWithCode(0), "");
+    const auto read = [](const std::string& path) {
+        std::ifstream in(path, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    };
+    const std::string first = read(base + ".a");
+    EXPECT_GT(first.size(), 3 * 64u);
+    EXPECT_EQ(first, read(base + ".b"));
+    std::remove((base + ".a").c_str());
+    std::remove((base + ".b").c_str());
 }
 
 TEST_F(Encoding, NullArrayListPointerIsTheNullRecord) {
