@@ -38,5 +38,7 @@ inline constexpr char omi_BrokenConnectionMessage[] =
 inline constexpr char omi_ReadPastEndMessage[] = "read past the end of a memory filter";
 inline constexpr char omi_NotStartedMessage[] =
     "record of a registered type before the library was started: call utl_initialize first";
+inline constexpr char omi_UnexpectedRecordMessage[] =
+    "stream record of another type inside a container";
 inline constexpr char omi_RecordTooLongMessage[] =
     "stream record longer than the stream can vouch for";

@@ -118,6 +118,10 @@ public:
     // A destroy function for rows whose objects need none.
     static void DtorDummy(void* object);
 
+    // Whether `id` is a pseudo-type or names a row of an inserted facility; asks quietly, so
+    // that a reader can refuse a foreign id with one report instead of one per look-up.
+    static bool Knows(unsigned id);
+
     // Whether `child` is `ancestor` or descends from it. Every class descends from "typ_obj";
     // from "typ_any" too, unless it is of the unrooted kind.
     static bool IsParent(unsigned child, unsigned ancestor);

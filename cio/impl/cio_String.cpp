@@ -4,6 +4,7 @@
 #include "bio_Ofilter.h"
 #include "cio_Record.h"
 #include "crt_Assert.h"
+#include "omi_FatalError.h"
 #include "pnt_PrettyPrint.h"
 
 #include <algorithm>
@@ -71,6 +72,11 @@ void vlt::detail::cio_ReadTemporary(bio_Ifilter& in, cow_String& into) {
     unsigned marker = 0;
     bool created = false;
     obj_InputP0PtrOwned(in, &read, cio_String::TypeId(), actual, marker, created);
+    // After a record of another type the stream's position within the container is lost:
+    // reading on would turn every later byte into a report of its own.
+    if (actual != 0 && actual != cio_String::TypeId()) {
+        throw omi_FatalError(omi_UnexpectedRecordMessage, 0);
+    }
     if (read != nullptr) {
         into = *static_cast<const cio_String*>(read);
     }

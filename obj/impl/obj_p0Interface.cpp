@@ -34,9 +34,10 @@ bool traceInput() {
     return !deepCopying && debugLevel() >= 1;
 }
 
-// A row may leave its name null (row 0 of a facility); messages print it as empty.
+// A row may leave its name null (row 0 of a facility); messages print it as empty, and an id
+// that names no row too, without a report of its own.
 const char* nameOf(unsigned type) {
-    const char* name = typ_ArchCompTable::GetName(type);
+    const char* name = typ_ArchCompTable::Knows(type) ? typ_ArchCompTable::GetName(type) : nullptr;
     return name != nullptr ? name : "";
 }
 
@@ -183,7 +184,8 @@ bio_Ifilter& vlt::detail::obj_InputP0PtrOwned(bio_Ifilter& in, void** p, unsigne
         return in;
     }
     requireStarted();
-    if (!typ_ArchCompTable::IsParent(actual, expected)) {
+    // A foreign id is refused with the one report of a mismatch, not one per look-up.
+    if (!typ_ArchCompTable::Knows(actual) || !typ_ArchCompTable::IsParent(actual, expected)) {
         reportPtrMismatch(actual, expected);
         return in;
     }

@@ -350,6 +350,24 @@ TEST_F(Malformed, DeviceStreamRefusesARecordPastWhatItIsTrustedWith) {
     }
 }
 
+// A foreign file (text here) read as a map: its first bytes make a count and a type id that
+// names no row. One report says so, and the read stops instead of turning every later byte
+// into a report of its own.
+TEST_F(Malformed, ForeignBytesAreOneReportAndAStoppedRead) {
+    Feed(Bytes().Text("# VLTutl is the general utility library of the suite"));
+    AssertRecorder rec;
+    cow_Map<cow_String, float> map;
+    try {
+        mem >> map;
+        ADD_FAILURE() << "no error";
+    } catch (const omi_FatalError& error) {
+        EXPECT_STREQ(error.Message(), "stream record of another type inside a container");
+    }
+    EXPECT_EQ(rec.Expressions(),
+              std::vector<std::string>{"typ_ArchCompTable::IsParent(actual, expected)"});
+    EXPECT_EQ(map.Size(), 0u);
+}
+
 TEST_F(Malformed, TableWithoutElementsReadsAsEmptyWithoutWalkingItsRows) {
     Feed(Bytes().Words({0x7fffffff, 0}));
     cow_2DArray<int> table(1, 1, 5);

@@ -104,6 +104,16 @@ unsigned typ_ArchCompTable::GetParent(unsigned id) {
     return isRoot(id) ? typ_any : GetEntry(id).parent;
 }
 
+bool typ_ArchCompTable::Knows(unsigned id) {
+    if (id >= typ_none && id <= typ_ado) {
+        return true;
+    }
+    const unsigned fac = id >> 16;
+    const unsigned cls = id & 0xffff;
+    return fac != 0 && fac < tbsize && table[fac].entries != nullptr && cls < table[fac].size &&
+           (cls & 0xf000) == 0;
+}
+
 const char* typ_ArchCompTable::GetName(unsigned id) {
     switch (id) {
     case typ_none:
