@@ -44,7 +44,7 @@ void cio_ReadElement(bio_Ifilter& in, T& value) {
     in >> value;
 }
 inline void cio_ReadElement(bio_Ifilter& in, cow_String& value) {
-    in >> value;
+    cio_ReadStringElement(in, value);
 }
 
 // An element read through the pointer form of its input operator into a temporary.

@@ -30,9 +30,9 @@ bio_Ifilter& cio_ReadPointer(bio_Ifilter& in, X*& p) {
 
 // Builds the record's object in storage of its own, then moves it into `target` (X itself or a
 // base of X that X adds no fields to): the target is never left half-read, and an exception
-// from the record's data destroys what was built.
+// from the record's data destroys what was built. `actual` gets the type the record named.
 template <class X, class Target>
-bio_Ifilter& cio_ReadObject(bio_Ifilter& in, Target& target) {
+bio_Ifilter& cio_ReadObject(bio_Ifilter& in, Target& target, unsigned& actual) {
     struct Slot {
         alignas(X) unsigned char raw[sizeof(X)];
         bool constructed = false;
@@ -43,11 +43,17 @@ bio_Ifilter& cio_ReadObject(bio_Ifilter& in, Target& target) {
             }
         }
     } slot;
-    obj_InputP0ObjInto(in, slot.raw, X::TypeId(), slot.constructed);
+    obj_InputP0ObjInto(in, slot.raw, X::TypeId(), slot.constructed, actual);
     if (slot.constructed) {
         target = std::move(static_cast<Target&>(*slot.Object()));
     }
     return in;
+}
+
+template <class X, class Target>
+bio_Ifilter& cio_ReadObject(bio_Ifilter& in, Target& target) {
+    unsigned actual = 0;
+    return cio_ReadObject<X>(in, target, actual);
 }
 
 // The serialisable-type convention's constructor and destructor functions.

@@ -45,4 +45,7 @@ namespace vlt::detail {
 // temporary this makes is freed here; a marker it was given then names null, so that a later
 // back-reference cannot reach the freed object.
 VLTUTL_API void cio_ReadTemporary(bio_Ifilter& in, cow_String& into);
+// A string element of an array, read as its object record; a record of another type ends the
+// read with `omi_FatalError`, like a list's or a map's.
+VLTUTL_API void cio_ReadStringElement(bio_Ifilter& in, cow_String& into);
 } // namespace vlt::detail

@@ -64,7 +64,7 @@ namespace vlt::detail {
 VLTUTL_API bio_Ifilter& obj_InputP0PtrOwned(bio_Ifilter& in, void** p, unsigned expected,
                                             unsigned& actual, unsigned& marker, bool& created);
 // obj_InputP0Obj that also says whether p now holds an object, so that a typed caller can
-// destroy it when an exception leaves the read half done.
+// destroy it when an exception leaves the read half done, and which type the record named.
 VLTUTL_API bio_Ifilter& obj_InputP0ObjInto(bio_Ifilter& in, void* p, unsigned expected,
-                                           bool& constructed);
+                                           bool& constructed, unsigned& actual);
 } // namespace vlt::detail

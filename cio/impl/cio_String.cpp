@@ -87,3 +87,11 @@ void vlt::detail::cio_ReadTemporary(bio_Ifilter& in, cow_String& into) {
         cio_String::DtorFunc(read);
     }
 }
+
+void vlt::detail::cio_ReadStringElement(bio_Ifilter& in, cow_String& into) {
+    unsigned actual = 0;
+    cio_ReadObject<cio_String>(in, into, actual);
+    if (actual != cio_String::TypeId()) {
+        throw omi_FatalError(omi_UnexpectedRecordMessage, 0);
+    }
+}

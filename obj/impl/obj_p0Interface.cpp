@@ -226,10 +226,10 @@ bio_Ifilter& obj_InputP0Ptr(bio_Ifilter& in, void** p, unsigned expected) {
 // A known non-zero marker names an object read before; an object record carries its data in
 // full whatever its marker, so the data is read into the new object all the same.
 bio_Ifilter& vlt::detail::obj_InputP0ObjInto(bio_Ifilter& in, void* p, unsigned expected,
-                                             bool& constructed) {
+                                             bool& constructed, unsigned& actual) {
     constructed = false;
+    actual = 0;
     requireStarted();
-    unsigned actual = 0;
     unsigned marker = 0;
     void* known = nullptr;
     unsigned knownType = 0;
@@ -259,7 +259,8 @@ bio_Ifilter& vlt::detail::obj_InputP0ObjInto(bio_Ifilter& in, void* p, unsigned 
 
 bio_Ifilter& obj_InputP0Obj(bio_Ifilter& in, void* p, unsigned expected) {
     bool constructed = false;
-    return vlt::detail::obj_InputP0ObjInto(in, p, expected, constructed);
+    unsigned actual = 0;
+    return vlt::detail::obj_InputP0ObjInto(in, p, expected, constructed, actual);
 }
 
 pnt_PrettyPrint& obj_PrintP0Ptr(pnt_PrettyPrint& pp, const void* p, unsigned type) {

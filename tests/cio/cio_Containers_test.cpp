@@ -366,6 +366,15 @@ TEST_F(Malformed, ForeignBytesAreOneReportAndAStoppedRead) {
     EXPECT_EQ(rec.Expressions(),
               std::vector<std::string>{"typ_ArchCompTable::IsParent(actual, expected)"});
     EXPECT_EQ(map.Size(), 0u);
+    // The string elements of an array are object records: the same rule.
+    rec.Clear();
+    bio_IOmemFilter table(64);
+    table << 2 << 2;
+    const std::string foreign(64, 'x'); // enough bytes for four records, none a string's
+    table.longMove(foreign.data(), static_cast<unsigned>(foreign.size()));
+    cow_2DArray<cow_String> strings;
+    EXPECT_THROW(table >> strings, omi_FatalError);
+    EXPECT_EQ(rec.Expressions(), std::vector<std::string>{"actual == expected"});
 }
 
 TEST_F(Malformed, TableWithoutElementsReadsAsEmptyWithoutWalkingItsRows) {
