@@ -11,7 +11,7 @@
 #pragma once
 
 #include "cio_Record.h"
-#include "cow_1DArray.h"
+#include "cio_1DArray.h"
 #include "typ_ArchCompTable.h"
 #include "vlt_Export.h"
 

@@ -69,7 +69,7 @@ inline void cio_PrintElement(pnt_PrettyPrint& pp, const cow_String& value) {
 }
 
 // Lists of lists: an element list moves as its length and its storage, without a record
-// (defined in cow_1DArray.h).
+// (defined in cio_1DArray.h).
 template <class U>
 void cio_WriteElement(bio_Ofilter& out, const cow_1DArrayList<U, U>& list);
 template <class U>

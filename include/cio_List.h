@@ -7,7 +7,7 @@
 // Printed: "{", the elements separated by ",", "}" (see cio_PrintSequence).
 #pragma once
 
-#include "cio_Element.h"
+#include "cio_1DArray.h"
 #include "cow_List.h"
 #include "vlt_Export.h"
 

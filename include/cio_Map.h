@@ -7,7 +7,7 @@
 // Printed: "{", the entries "key: value" separated by ",", "}".
 #pragma once
 
-#include "cio_Element.h"
+#include "cio_1DArray.h"
 #include "cow_Map.h"
 #include "vlt_Export.h"
 
