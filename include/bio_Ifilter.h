@@ -14,7 +14,7 @@
 #pragma once
 
 #include "bio_Device.h"
-#include "bio_PointerLog.h"
+#include "omi_PointerLog.h"
 #include "vlt_Export.h"
 
 #include <cstdint>
@@ -122,7 +122,7 @@ private:
     // A string of n bytes from a stream that cannot vouch for them, read in bounded chunks.
     char* ReadChunked(unsigned n);
 
-    bio_MarkerLog pointerLog_;
+    vlt::detail::omi_MarkerLog pointerLog_;
     bio_Idevice* idev_;
 };
 

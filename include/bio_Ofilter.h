@@ -16,8 +16,8 @@
 #pragma once
 
 #include "bio_Device.h"
-#include "bio_PointerLog.h"
 #include "crt_Assert.h"
+#include "omi_PointerLog.h"
 #include "vlt_Export.h"
 
 namespace vlt::detail {
@@ -102,7 +102,7 @@ private:
         return *this;
     }
 
-    bio_AddressLog pointerLog_;
+    vlt::detail::omi_AddressLog pointerLog_;
     uint32_t nextmarker_ = 1;
     bio_Odevice* odev_;
 };

@@ -37,9 +37,9 @@
 // A printer belongs to one thread; `pnt_debugPrint()` is one shared printer on standard error.
 #pragma once
 
-#include "bio_PointerLog.h"
 #include "cow_String.h"
 #include "crt_Assert.h"
+#include "omi_PointerLog.h"
 #include "vlt_Export.h"
 
 #include <cstddef>
@@ -157,7 +157,7 @@ private:
     std::unique_ptr<vlt::detail::pnt_Sink> sink_;
     vlt::detail::pnt_StringSink* text_; // the sink when the printer has its own text
     std::unique_ptr<vlt::detail::pnt_Layout> layout_;
-    bio_AddressLog pointerLog_;
+    vlt::detail::omi_AddressLog pointerLog_;
     unsigned nextmarker_ = 1;
     unsigned debugDepth_ = 0;
     bool escapePending_ = false;

@@ -1,14 +1,16 @@
-#include "bio_PointerLog.h"
+#include "omi_PointerLog.h"
 
 #include <algorithm>
 #include <utility>
 
-void bio_AddressLog::Clear() {
+namespace vlt::detail {
+
+void omi_AddressLog::Clear() {
     std::fill(slots_.begin(), slots_.end(), Slot{});
     count_ = 0;
 }
 
-void bio_AddressLog::Grow() {
+void omi_AddressLog::Grow() {
     std::vector<Slot> old(slots_.size() * 2);
     old.swap(slots_);
     for (const Slot& slot : old) {
@@ -18,7 +20,7 @@ void bio_AddressLog::Grow() {
     }
 }
 
-bool bio_MarkerLog::FindSparse(unsigned marker, void*& p, unsigned& type) const {
+bool omi_MarkerLog::FindSparse(unsigned marker, void*& p, unsigned& type) const {
     const auto found = sparse_.find(marker);
     if (found == sparse_.end()) {
         return false;
@@ -27,3 +29,5 @@ bool bio_MarkerLog::FindSparse(unsigned marker, void*& p, unsigned& type) const 
     type = found->second.type;
     return true;
 }
+
+} // namespace vlt::detail
