@@ -1,9 +1,10 @@
 #include "bio_FdDevice.h"
 
 #include "bio_Failures.h"
-#include "bio_FdPlatform.h"
+#include "omn_System.h"
 
 #include <cerrno>
+#include <cstddef>
 
 using namespace vlt::detail;
 
@@ -17,20 +18,13 @@ void bio_OfdDevice::donePushing() {
     }
 }
 
-// Sends the filled part of the buffer, however many writes it takes, and empties it.
+// Sends the filled part of the buffer and empties it; what a failure left unsent stays.
 void bio_OfdDevice::pushFull() {
-    const char* data = buffer_.Data();
-    uint32_t sent = buffer_.rd_off;
-    while (sent < buffer_.wr_off) {
-        const long written = bio_FdWrite(fd_, data + sent, buffer_.wr_off - sent);
-        if (written <= 0) {
-            if (written == 0) {
-                errno = EPIPE;
-            }
-            bio_ThrowBrokenConnection();
-        }
-        sent += static_cast<uint32_t>(written);
-        buffer_.rd_off = sent;
+    const uint32_t count = buffer_.wr_off - buffer_.rd_off;
+    const std::size_t sent = SystemWrite(fd_, buffer_.Data() + buffer_.rd_off, count);
+    buffer_.rd_off += static_cast<uint32_t>(sent);
+    if (sent < count) {
+        bio_ThrowBrokenConnection();
     }
     buffer_.wr_off = 0;
     buffer_.rd_off = 0;
@@ -54,7 +48,7 @@ bio_Buffer& bio_IfdDevice::pullFull() {
     buffer_.wr_off = 0;
     buffer_.rd_off = 0;
     errno = 0;
-    const long got = bio_FdRead(fd_, buffer_.Data(), buffer_.buffLen());
+    const long got = SystemReadSome(fd_, buffer_.Data(), buffer_.buffLen());
     if (got > 0) {
         buffer_.wr_off = static_cast<uint32_t>(got);
     }

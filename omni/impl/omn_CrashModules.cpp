@@ -3,6 +3,7 @@
 #include "omn_Crash.h"
 #include "omn_CrashPlatform.h"
 #include "omn_CrashText.h"
+#include "omn_System.h"
 
 #include <cerrno>
 #include <cstring>
@@ -38,13 +39,7 @@ void CollectModule(void* state, void* module, const char*, uintptr_t, uintptr_t)
 }
 
 unsigned CopyCut(const char* text, char* buffer, unsigned size) {
-    if (buffer == nullptr || size == 0) {
-        return 0;
-    }
-    const std::size_t length = strnlen(text, size - 1);
-    std::memcpy(buffer, text, length);
-    buffer[length] = '\0';
-    return static_cast<unsigned>(length);
+    return buffer == nullptr ? 0 : static_cast<unsigned>(SystemCopyText(buffer, size, text));
 }
 
 bool IsThisProcess(int process) {

@@ -15,6 +15,9 @@ namespace vlt::detail {
 // Loads and resolves everything the report path calls and gives the calling thread an
 // alternate signal stack. Idempotent; false when stack walks cannot be made.
 bool CrashPrepare();
+// CrashPrepare's share of the symbol side (omn_CrashSymbols_<os>.cpp): loads the walker and the
+// symbol helpers, once per process; false when walks cannot be made.
+bool CrashPrepareSymbols();
 
 // Probes that never fault.
 bool CrashReadable(const void* address, std::size_t size);

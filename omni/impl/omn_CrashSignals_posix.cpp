@@ -2,8 +2,8 @@
 // alternate stack, the signals mapped to exception codes, probes that never fault, registers
 // from the ucontext, and the report file written with write(2).
 #include "omn_CrashPlatform.h"
-#include "omn_CrashPosix.h"
 #include "omn_CrashText.h"
+#include "omn_System.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -24,8 +24,6 @@
 namespace vlt::detail {
 namespace {
 
-constexpr int faultSignals[] = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGTRAP, SIGABRT};
-constexpr std::size_t faultSignalCount = std::size(faultSignals);
 constexpr std::size_t altStackSize = 256 * 1024;
 constexpr std::size_t probeChunk = 4096; // written to the probe pipe at once, atomically
 // A memory fault this close below the stack pointer is an overflowed stack.
@@ -55,7 +53,7 @@ enum ExceptionCode : uint32_t {
 };
 
 std::atomic<omn_ExceptionFilter> processFilter{nullptr};
-struct sigaction previousActions[faultSignalCount];
+struct sigaction previousActions[NSIG]; // by signal number
 bool handlersInstalled = false;
 std::atomic<unsigned> errorMode{0};
 bool prepared = false;
@@ -128,20 +126,15 @@ uint32_t ExceptionCodeOf(int signal, const siginfo_t& info, uintptr_t stackPoint
 
 // "Continue the search": the handler that was there before ours, else the default action.
 void PassOn(int signal, siginfo_t* info, void* context) {
-    for (std::size_t i = 0; i < faultSignalCount; ++i) {
-        if (faultSignals[i] != signal) {
-            continue;
-        }
-        const struct sigaction& previous = previousActions[i];
-        if ((previous.sa_flags & SA_SIGINFO) != 0 && previous.sa_sigaction != nullptr) {
-            previous.sa_sigaction(signal, info, context);
-            return;
-        }
-        if ((previous.sa_flags & SA_SIGINFO) == 0 && previous.sa_handler != SIG_DFL &&
-            previous.sa_handler != SIG_IGN) {
-            previous.sa_handler(signal);
-            return;
-        }
+    const struct sigaction& previous = previousActions[signal];
+    if ((previous.sa_flags & SA_SIGINFO) != 0 && previous.sa_sigaction != nullptr) {
+        previous.sa_sigaction(signal, info, context);
+        return;
+    }
+    if ((previous.sa_flags & SA_SIGINFO) == 0 && previous.sa_handler != SIG_DFL &&
+        previous.sa_handler != SIG_IGN) {
+        previous.sa_handler(signal);
+        return;
     }
     if ((errorMode.load() & CrashNoFaultBox) != 0) {
         EndQuietly(signal);
@@ -183,11 +176,11 @@ void InstallHandlers() {
     action.sa_sigaction = &OnFault;
     action.sa_flags = SA_SIGINFO | SA_ONSTACK;
     sigemptyset(&action.sa_mask);
-    for (const int signal : faultSignals) {
+    for (const int signal : SystemFaultSignals()) {
         sigaddset(&action.sa_mask, signal);
     }
-    for (std::size_t i = 0; i < faultSignalCount; ++i) {
-        sigaction(faultSignals[i], &action, &previousActions[i]);
+    for (const int signal : SystemFaultSignals()) {
+        sigaction(signal, &action, &previousActions[signal]);
     }
 }
 
@@ -369,20 +362,8 @@ int CrashOpenReport(const char* name) {
 }
 
 void CrashWrite(int file, const char* text) {
-    if (file < 0) {
-        return;
-    }
-    std::size_t count = std::strlen(text);
-    while (count > 0) {
-        const ssize_t written = write(file, text, count);
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        if (written <= 0) {
-            return;
-        }
-        text += written;
-        count -= static_cast<std::size_t>(written);
+    if (file >= 0) {
+        SystemWrite(file, text, std::strlen(text));
     }
 }
 

@@ -8,8 +8,8 @@
 // a shared mapping made at preparation. If it hangs (the heap lock was held), it is killed and
 // the report carries the loader's exported symbols only.
 #include "omn_CrashPlatform.h"
-#include "omn_CrashPosix.h"
 #include "omn_DiagPlatform.h"
+#include "omn_System.h"
 
 #include <cxxabi.h>
 #include <dlfcn.h>
@@ -36,7 +36,6 @@ constexpr char libdwName[] = "libdw.so.1";
 constexpr std::size_t programPathLimit = 4095;
 constexpr long helperPollNanoseconds = 1'000'000;
 constexpr int helperPollLimit = 10'000; // 10 s at most for the helper's answers
-constexpr int faultSignals[] = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGTRAP, SIGABRT};
 
 char programPath[programPathLimit + 1];
 
@@ -219,24 +218,18 @@ int FindExecutable(dl_phdr_info* info, std::size_t, void* data) {
 
 // --- symbols and lines ---
 
-void CopyCut(const char* text, char* target, std::size_t limit) {
-    const std::size_t length = strnlen(text, limit);
-    std::memcpy(target, text, length);
-    target[length] = '\0';
-}
-
 // The name without its symbol version and parameter list, as the report shows it
 // ("ns::Class::Member").
 void CopySymbolName(const char* versioned, char* target) {
     char mangled[CrashSymbolLimit + 1];
-    CopyCut(versioned, mangled, CrashSymbolLimit);
+    SystemCopyText(mangled, sizeof mangled, versioned);
     if (char* const version = std::strchr(mangled, '@')) {
         *version = '\0';
     }
     int status = 0;
     char* const demangled = abi::__cxa_demangle(mangled, nullptr, nullptr, &status);
     if (status != 0 || demangled == nullptr) {
-        CopyCut(mangled, target, CrashSymbolLimit);
+        SystemCopyText(target, CrashSymbolLimit + 1, mangled);
         return;
     }
     std::size_t length = std::strlen(demangled);
@@ -252,7 +245,7 @@ void CopySymbolName(const char* versioned, char* target) {
         }
     }
     demangled[length] = '\0';
-    CopyCut(demangled, target, CrashSymbolLimit);
+    SystemCopyText(target, CrashSymbolLimit + 1, demangled);
     std::free(demangled);
 }
 
@@ -280,7 +273,7 @@ void LookUp(void* dwfl, uintptr_t address, CrashSourceInfo& info) {
         uint64_t length = 0;
         if (const char* file =
                 libdw.lineInfo(line, &lineStart, &lineNumber, &column, &modified, &length)) {
-            CopyCut(file, info.file, CrashFileLimit);
+            SystemCopyText(info.file, sizeof info.file, file);
             info.lineStart = lineStart;
             info.line = static_cast<uint32_t>(lineNumber);
             info.hasLine = true;
@@ -290,7 +283,7 @@ void LookUp(void* dwfl, uintptr_t address, CrashSourceInfo& info) {
 
 // Runs in the helper process: anything goes, it only answers through the shared slots.
 [[noreturn]] void AnswerLookUps(const uintptr_t* addresses, std::size_t count, std::size_t first) {
-    for (const int signal : faultSignals) {
+    for (const int signal : SystemFaultSignals()) {
         ::signal(signal, SIG_DFL);
     }
     char* debugInfoPath = nullptr;
@@ -351,7 +344,7 @@ void FillFromLoader(uintptr_t address, CrashSourceInfo& info) {
         loaderInfo.dli_sname == nullptr) {
         return;
     }
-    CopyCut(loaderInfo.dli_sname, info.symbol, CrashSymbolLimit);
+    SystemCopyText(info.symbol, sizeof info.symbol, loaderInfo.dli_sname);
     info.symbolStart = reinterpret_cast<uintptr_t>(loaderInfo.dli_saddr);
     info.hasSymbol = true;
 }
@@ -411,7 +404,7 @@ std::size_t CrashModulePath(void* module, char* path, std::size_t size) {
     if (name == nullptr || size == 0) {
         return 0;
     }
-    CopyCut(name, path, size - 1);
+    SystemCopyText(path, size, name);
     return std::strlen(path);
 }
 

@@ -2,6 +2,7 @@
 // limits. The operating system is reached through omn_DiagPlatform.h only.
 #include "omn_Diag.h"
 #include "omn_DiagPlatform.h"
+#include "omn_System.h"
 
 #include <cstdarg>
 #include <cstdio>
@@ -181,9 +182,7 @@ void LookUpErrorText(int error, NarrowText& text) {
             return;
         }
     }
-    if (!DiagSystemMessage(error, text, sizeof text)) {
-        text[0] = '\0';
-    }
+    SystemMessage(error, text, sizeof text);
 }
 
 void LookUpProgram(char (&path)[programPathLimit + 1]) {

@@ -21,10 +21,9 @@ int DiagShowBox(const char* caption, const char* text, int buttons);
 // Writes `count` bytes to a caller-owned file; failures are ignored.
 void DiagWriteFile(int file, const char* bytes, std::size_t count);
 
-// Copy the text of `error` (at most `capacity` - 1 bytes, NUL-terminated) from a module's
-// message table or from the system's; false when there is none.
+// Copies the text of `error` (at most `capacity` - 1 bytes, NUL-terminated) from a module's
+// message table; false when it has none. The system's texts come from SystemMessage.
 bool DiagModuleMessage(void* module, int error, char* text, std::size_t capacity);
-bool DiagSystemMessage(int error, char* text, std::size_t capacity);
 
 // Copies the full path of the main executable, cut at `limit` characters, into `path`
 // (room for `limit` + 1); false when it cannot be found.

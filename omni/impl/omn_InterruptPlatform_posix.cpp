@@ -7,6 +7,7 @@
 //
 // The floating-point switch: feenableexcept and, on x86, the MXCSR control bits.
 #include "omn_InterruptPlatform.h"
+#include "omn_System.h"
 
 #include <fcntl.h>
 #include <pthread.h>
@@ -43,7 +44,7 @@ constexpr char listenerName[] = "omn_Interrupt";
 sigset_t ListenerMask() {
     sigset_t mask;
     sigfillset(&mask);
-    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT}) {
+    for (const int fault : SystemFaultSignals()) {
         sigdelset(&mask, fault);
     }
     return mask;

@@ -4,7 +4,7 @@
 
 #include "crt_Assert.h"
 #include "nex_TextException.h"
-#include "omn_DiagPlatform.h"
+#include "omn_System.h"
 #include "utl_FilePlatform.h"
 
 #include <cerrno>
@@ -28,9 +28,7 @@ constexpr std::size_t messageCapacity = 1024;
 
 [[noreturn]] void RaiseSystemError(const char* context, int error, int line = __builtin_LINE()) {
     char system[messageCapacity / 4];
-    if (!vlt::detail::DiagSystemMessage(error, system, sizeof system)) {
-        system[0] = '\0';
-    }
+    vlt::detail::SystemMessage(error, system, sizeof system);
     char text[messageCapacity];
     // A longer text is cut at the end of the buffer.
     if (std::snprintf(text, sizeof text, "%s: %s", context, system) < 0) {

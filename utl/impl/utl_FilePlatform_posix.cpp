@@ -3,6 +3,8 @@
 // systems recognised by statfs.
 #include "utl_FilePlatform.h"
 
+#include "omn_System.h"
+
 #include <fcntl.h>
 #include <linux/magic.h>
 #include <sys/stat.h>
@@ -92,10 +94,8 @@ bool FileClose(FileHandle handle) {
 bool FileRead(FileHandle handle, char* bytes, int count, int& done) {
     done = 0;
     while (done < count) {
-        const ssize_t got = read(Descriptor(handle), bytes + done, count - done);
-        if (got < 0 && errno == EINTR) {
-            continue;
-        }
+        const long got = SystemReadSome(Descriptor(handle), bytes + done,
+                                        static_cast<std::size_t>(count - done));
         if (got <= 0) {
             return got == 0;
         }
@@ -105,18 +105,9 @@ bool FileRead(FileHandle handle, char* bytes, int count, int& done) {
 }
 
 bool FileWrite(FileHandle handle, const char* bytes, int count, int& done) {
-    done = 0;
-    while (done < count) {
-        const ssize_t put = write(Descriptor(handle), bytes + done, count - done);
-        if (put < 0 && errno == EINTR) {
-            continue;
-        }
-        if (put <= 0) {
-            return put == 0;
-        }
-        done += static_cast<int>(put);
-    }
-    return true;
+    done =
+        static_cast<int>(SystemWrite(Descriptor(handle), bytes, static_cast<std::size_t>(count)));
+    return done == count;
 }
 
 bool FileSeek(FileHandle handle, int64_t position) {
