@@ -1,31 +1,15 @@
 // Module start-up and shut-down.
 //
 // A client calls `utl_initialize` once at start and `utl_finalize` once at the end; the other
-// pairs let a client use single modules. Every pair may be called any number of times and
-// nested: only the first initialise and the matching last finalise do work. The `int&` is the
-// caller's tally of modules that actually started (+1 each) or stopped (-1 each); it is never
-// read. Calls belong on one thread.
+// pairs (vlt_Modules.h, and thr_Mutex.h for the thread library) let a client use single
+// modules. Every pair may be called any number of times and nested: only the first initialise
+// and the matching last finalise do work. The `int&` is the caller's tally of modules that
+// actually started (+1 each) or stopped (-1 each); it is never read. Calls belong on one thread.
 #pragma once
 
 #include "thr_Mutex.h"
 #include "vlt_Export.h"
-
-VLTUTL_API void typ_initialize(int& tally);
-VLTUTL_API void typ_finalize(int& tally);
-VLTUTL_API void omni_initialize(int& tally);
-VLTUTL_API void omni_finalize(int& tally);
-VLTUTL_API void cow_initialize(int& tally);
-VLTUTL_API void cow_finalize(int& tally);
-VLTUTL_API void bio_initialize(int& tally);
-VLTUTL_API void bio_finalize(int& tally);
-VLTUTL_API void pnt_initialize(int& tally);
-VLTUTL_API void pnt_finalize(int& tally);
-VLTUTL_API void obj_initialize(int& tally);
-VLTUTL_API void obj_finalize(int& tally);
-VLTUTL_API void cio_initialize(int& tally);
-VLTUTL_API void cio_finalize(int& tally);
-VLTUTL_API void nex_initialize(int& tally);
-VLTUTL_API void nex_finalize(int& tally);
+#include "vlt_Modules.h"
 
 // Starts typ, thr, omni, cow, bio, pnt, obj, cio and nex, in this order, then the network layer.
 VLTUTL_API void utl_initialize(int& tally);

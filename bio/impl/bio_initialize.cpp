@@ -1,7 +1,7 @@
 #include "bio_Defaults.h"
 #include "bio_MemoryDevice.h"
 #include "omi_UseCount.h"
-#include "utl_Modules.h"
+#include "vlt_Modules.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 #include "omi_UseCount.h"
-#include "utl_Modules.h"
+#include "vlt_Modules.h"
 
 namespace {
 omi_UseCount useCount;

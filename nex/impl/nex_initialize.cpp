@@ -1,7 +1,7 @@
 #include "nex_Exception.h"
 #include "omi_UseCount.h"
 #include "typ_ArchCompTable.h"
-#include "utl_Modules.h"
+#include "vlt_Modules.h"
 
 namespace {
 omi_UseCount useCount;

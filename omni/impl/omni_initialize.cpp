@@ -1,7 +1,7 @@
 #include "omi_UseCount.h"
 #include "omn_Crash.h"
 #include "omn_Interrupt.h"
-#include "utl_Modules.h"
+#include "vlt_Modules.h"
 
 namespace {
 omi_UseCount useCount;

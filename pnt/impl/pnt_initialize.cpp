@@ -1,6 +1,6 @@
 #include "omi_UseCount.h"
 #include "pnt_DebugPrint.h"
-#include "utl_Modules.h"
+#include "vlt_Modules.h"
 
 namespace {
 omi_UseCount useCount;

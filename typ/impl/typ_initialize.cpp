@@ -1,7 +1,7 @@
 #include "omi_UseCount.h"
 #include "typ_ArchCompTable.h"
 #include "typ_DebugFlags.h"
-#include "utl_Modules.h"
+#include "vlt_Modules.h"
 
 namespace {
 
