@@ -740,13 +740,17 @@ using cow_FloatArrayList = cow_1DArrayList<float, float>;
 using cow_StringArrayList = cow_1DArrayList<cow_String, cow_String>;
 } // namespace vlt::detail
 
-VLT_COW_1DARRAY_DECLARE(int);
-VLT_COW_1DARRAY_DECLARE(unsigned int);
-VLT_COW_1DARRAY_DECLARE(float);
-VLT_COW_1DARRAY_DECLARE(double);
-VLT_COW_1DARRAY_DECLARE(cow_String);
-VLT_COW_1DARRAY_DECLARE(vlt::detail::cow_IntArrayList);
-VLT_COW_1DARRAY_DECLARE(vlt::detail::cow_FloatArrayList);
+// The element types of the library's instances, for the macros above and cio_1DArray.cpp.
+#define VLT_COW_1DARRAY_ELEMENT_TYPES(apply)                                                       \
+    apply(int);                                                                                    \
+    apply(unsigned int);                                                                           \
+    apply(float);                                                                                  \
+    apply(double);                                                                                 \
+    apply(cow_String);                                                                             \
+    apply(vlt::detail::cow_IntArrayList);                                                          \
+    apply(vlt::detail::cow_FloatArrayList)
+
+VLT_COW_1DARRAY_ELEMENT_TYPES(VLT_COW_1DARRAY_DECLARE);
 
 VLT_COW_LIST_DECLARE(vlt::detail::cow_IntArrayList);
 VLT_COW_LIST_DECLARE(vlt::detail::cow_FloatArrayList);

@@ -7,10 +7,4 @@
     template void cow_1DArray<T>::ReadData(bio_Ifilter&, void*);                                   \
     template pnt_PrettyPrint& cow_1DArray<T>::PrintData(pnt_PrettyPrint&, const void*)
 
-VLT_CIO_1DARRAY_DEFINE(int);
-VLT_CIO_1DARRAY_DEFINE(unsigned int);
-VLT_CIO_1DARRAY_DEFINE(float);
-VLT_CIO_1DARRAY_DEFINE(double);
-VLT_CIO_1DARRAY_DEFINE(cow_String);
-VLT_CIO_1DARRAY_DEFINE(vlt::detail::cow_IntArrayList);
-VLT_CIO_1DARRAY_DEFINE(vlt::detail::cow_FloatArrayList);
+VLT_COW_1DARRAY_ELEMENT_TYPES(VLT_CIO_1DARRAY_DEFINE);
