@@ -3,16 +3,16 @@
 #include "bio_Failures.h"
 #include "crt_Assert.h"
 #include "omi_FatalError.h"
+#include "omn_System.h"
 
 #include <algorithm>
-#include <cerrno>
 
 namespace {
 constexpr char path[] = "bio/impl/bio_Device";
 } // namespace
 
 void vlt::detail::bio_ThrowBrokenConnection() {
-    throw omi_FatalError::Copied(omi_BrokenConnectionMessage, errno);
+    throw omi_FatalError::Copied(omi_BrokenConnectionMessage, vlt::detail::SystemLastError());
 }
 
 bio_Odevice::~bio_Odevice() = default;

@@ -3,7 +3,6 @@
 #include "bio_Failures.h"
 #include "omn_System.h"
 
-#include <cerrno>
 #include <cstddef>
 
 using namespace vlt::detail;
@@ -42,12 +41,12 @@ bio_IfdDevice::~bio_IfdDevice() = default;
 
 void bio_IfdDevice::pushEmpty() {}
 
-// End of file leaves errno at 0, so the broken-connection error then carries code 0; a failed
-// read leaves the system's error number.
+// End of file leaves the last error at 0, so the broken-connection error then carries code 0;
+// a failed read leaves the system's error number.
 bio_Buffer& bio_IfdDevice::pullFull() {
     buffer_.wr_off = 0;
     buffer_.rd_off = 0;
-    errno = 0;
+    SystemSetLastError(0);
     const long got = SystemReadSome(fd_, buffer_.Data(), buffer_.buffLen());
     if (got > 0) {
         buffer_.wr_off = static_cast<uint32_t>(got);

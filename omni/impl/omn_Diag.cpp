@@ -50,13 +50,13 @@ WideText wideOutputText;
 
 class LastErrorKept {
 public:
-    LastErrorKept() : error(DiagLastError()) {}
+    LastErrorKept() : error(SystemLastError()) {}
     ~LastErrorKept() { Restore(); }
     LastErrorKept(const LastErrorKept&) = delete;
     LastErrorKept& operator=(const LastErrorKept&) = delete;
 
     int Error() const { return error; }
-    void Restore() const { DiagSetLastError(error); }
+    void Restore() const { SystemSetLastError(error); }
 
 private:
     int error;

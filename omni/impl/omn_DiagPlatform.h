@@ -9,9 +9,6 @@
 
 namespace vlt::detail {
 
-int DiagLastError();
-void DiagSetLastError(int error);
-
 // The platform's debugger channel, used when the client installed no sink.
 void DiagDebuggerWrite(const char* text);
 

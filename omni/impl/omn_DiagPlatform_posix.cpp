@@ -89,14 +89,6 @@ bool DefinedIn(void* module, void* symbol) {
 
 } // namespace
 
-int DiagLastError() {
-    return errno;
-}
-
-void DiagSetLastError(int error) {
-    errno = error;
-}
-
 void DiagDebuggerWrite(const char* text) {
     WriteText(STDERR_FILENO, text);
 }

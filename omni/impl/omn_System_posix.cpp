@@ -63,6 +63,14 @@ constexpr int faultSignals[] = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGTRAP, SIGABR
 
 } // namespace
 
+int SystemLastError() {
+    return errno;
+}
+
+void SystemSetLastError(int error) {
+    errno = error;
+}
+
 std::size_t SystemWrite(int file, const char* bytes, std::size_t count) {
     HeldPipeSignal held;
     std::size_t done = 0;

@@ -12,6 +12,10 @@
 
 namespace vlt::detail {
 
+// The calling thread's last system error: errno on POSIX, the thread's last error on Windows.
+int SystemLastError();
+void SystemSetLastError(int error);
+
 // Writes the `count` bytes, with as many calls as it takes, and gives the number written. Fewer
 // means a call failed, with its error number in the last error; a call that takes nothing counts
 // as a broken pipe. A reader that has gone away is an error, never a signal that ends the

@@ -7,7 +7,6 @@
 #include "omn_System.h"
 #include "utl_FilePlatform.h"
 
-#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <exception>
@@ -39,7 +38,7 @@ constexpr std::size_t messageCapacity = 1024;
 
 void Check(bool succeeded, const char* context, int line = __builtin_LINE()) {
     if (!succeeded) {
-        RaiseSystemError(context, vlt::detail::FileLastError(), line);
+        RaiseSystemError(context, vlt::detail::SystemLastError(), line);
     }
 }
 
@@ -106,7 +105,7 @@ utl_File::~utl_File() noexcept(false) {
     }
     // The code is the runtime's error number, not the system's last error: deliberate.
     if (!vlt::detail::FileClose(m_Handle) && std::uncaught_exceptions() == 0) {
-        RaiseSystemError("utl_File::~utl_File: CloseHandle (NT)", errno);
+        RaiseSystemError("utl_File::~utl_File: CloseHandle (NT)", vlt::detail::SystemLastError());
     }
 }
 

@@ -3,7 +3,7 @@
 //
 // The portable sources decide the order of the steps, the texts and the rounding; each
 // platform implements these in utl_FilePlatform_<os>.cpp. None of them throws. An operation
-// that answers false leaves the system's error code for `FileLastError`.
+// that answers false leaves the system's error code as the last error (SystemLastError).
 #pragma once
 
 #include <cstdint>
@@ -14,8 +14,6 @@ using FileHandle = std::intptr_t;
 inline constexpr FileHandle noFile = -1;
 
 enum class FileOpenMode { Read, Update, Write };
-
-int FileLastError();
 
 // Opens with the sharing of the mode: any number of readers, at most one updater or writer.
 // A refused second writer fails like any other open. Write creates or truncates.

@@ -66,10 +66,6 @@ bool Fail(int descriptor) {
 
 } // namespace
 
-int FileLastError() {
-    return errno;
-}
-
 bool FileOpen(const char* name, FileOpenMode mode, FileHandle& handle) {
     const int flags = mode == FileOpenMode::Read    ? O_RDONLY
                       : mode == FileOpenMode::Write ? O_RDWR | O_CREAT
