@@ -46,6 +46,10 @@ extern template class VLTUTL_API omn_Callback<bool>;
 VLTUTL_API void omn_InstallInterruptHandler(int signal1, int signal2, int signal3);
 
 // The process's interrupt listener: a thread that sleeps until a trigger resumes it.
+class omn_InterruptListener;
+// The instance lives in the library: one per process, also across a DLL boundary.
+extern template class VLTUTL_API omi_SingletonBase<omn_InterruptListener>;
+
 class VLTUTL_API omn_InterruptListener : public omi_SingletonBase<omn_InterruptListener> {
 public:
     // Ends the thread and waits for it; the interrupt signal gets its default action back.

@@ -27,6 +27,10 @@ private:
     std::mutex mutex;
 };
 
+class thr_GlobalLock;
+// The instance lives in the library: one per process, also across a DLL boundary.
+extern template class VLTTHR_API omi_SingletonBase<thr_GlobalLock>;
+
 class VLTTHR_API thr_GlobalLock : public omi_SingletonBase<thr_GlobalLock> {
 public:
     thr_GlobalLock();

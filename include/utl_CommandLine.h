@@ -40,6 +40,10 @@
 extern "C" VLTUTL_API void utl_setCommandLine(int argc, char** argv);
 VLTUTL_API void utl_setCommandLineList(const cow_1DArrayList<cow_String, cow_String>& args);
 
+class utl_CommandLine;
+// The instance lives in the library: one per process, also across a DLL boundary.
+extern template class VLTUTL_API thr_GlobalSingletonBase<utl_CommandLine>;
+
 class VLTUTL_API utl_CommandLine : public thr_GlobalSingleton<utl_CommandLine> {
 public:
     ~utl_CommandLine();

@@ -48,6 +48,10 @@ struct MonitorMemory {
 };
 } // namespace vlt::detail
 
+class utl_ResourceMonitor;
+// The instance lives in the library: one per process, also across a DLL boundary.
+extern template class VLTUTL_API omi_SingletonBase<utl_ResourceMonitor>;
+
 class VLTUTL_API utl_ResourceMonitor : public omi_SingletonBase<utl_ResourceMonitor> {
 public:
     static constexpr int timerCount = 21;

@@ -7,6 +7,10 @@
 #include "omi_Singleton.h"
 #include "vlt_Export.h"
 
+class utl_Version;
+// The instance lives in the library: one per process, also across a DLL boundary.
+extern template class VLTUTL_API omi_SingletonBase<utl_Version>;
+
 class VLTUTL_API utl_Version : public omi_SingletonBase<utl_Version> {
 public:
     utl_Version();

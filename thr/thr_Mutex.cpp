@@ -3,6 +3,8 @@
 #include "omi_Singleton.h"
 #include "omi_UseCount.h"
 
+template class omi_SingletonBase<thr_GlobalLock>;
+
 thr_Mutex::thr_Mutex(unsigned /*spinCount*/) {}
 thr_Mutex::~thr_Mutex() = default;
 

@@ -6,6 +6,8 @@
 
 #include <csignal>
 
+template class omi_SingletonBase<omn_InterruptListener>;
+
 namespace {
 
 using namespace vlt::detail;

@@ -6,6 +6,8 @@
 #include <cctype>
 #include <cstdlib>
 
+template class thr_GlobalSingletonBase<utl_CommandLine>;
+
 namespace {
 constexpr char utl_CommandLinePath[] = "utl/impl/utl_CommandLine";
 

@@ -7,6 +7,8 @@
 
 #include <cstdlib>
 
+template class omi_SingletonBase<utl_ResourceMonitor>;
+
 namespace {
 
 using namespace vlt::detail;
