@@ -1,5 +1,6 @@
 // The validation log: tags written by one side, checked by the other.
 #include "AssertRecorder.h"
+#include "TestPlatform.h"
 #include "bio_Ifilter.h"
 #include "bio_Ofilter.h"
 
@@ -9,7 +10,6 @@
 #include <fstream>
 #include <sstream>
 #include <string>
-#include <unistd.h>
 
 namespace {
 
@@ -19,7 +19,8 @@ using vlt::test::AssertReport;
 class ValidationLog : public ::testing::Test {
 protected:
     ValidationLog()
-        : file(::testing::TempDir() + "bio_validation_" + std::to_string(::getpid()) + ".log") {}
+        : file(::testing::TempDir() + "bio_validation_" + std::to_string(vlt::test::ProcessId()) +
+               ".log") {}
     ~ValidationLog() override {
         bio_Ofilter::EndErrorLogging();
         bio_Ifilter::EndErrorChecking();

@@ -1,6 +1,7 @@
 // Container encodings: the published byte layouts, round trips of every instance, appending
 // reads, printed forms, and safe stops on malformed streams.
 #include "AssertRecorder.h"
+#include "TestPlatform.h"
 #include "bio_InternalFilter.h"
 #include "bio_MemoryDevice.h"
 #include "cio_1DArrayList.h"
@@ -12,8 +13,6 @@
 #include "omi_FatalError.h"
 
 #include <gtest/gtest.h>
-
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -105,8 +104,9 @@ TEST_F(Encoding, TheSameModelFromTwoFreshProcessesIsTheSameBytes) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     // The children run this body again from the start: they take the parent's file names.
     if (std::getenv("VLT_TEST_MODEL_BASE") == nullptr) {
-        const std::string name = testing::TempDir() + "vlt_model_" + std::to_string(getpid());
-        setenv("VLT_TEST_MODEL_BASE", name.c_str(), 1);
+        const std::string name =
+            testing::TempDir() + "vlt_model_" + std::to_string(vlt::test::ProcessId());
+        vlt::test::SetEnvironment("VLT_TEST_MODEL_BASE", name.c_str());
     }
     const std::string base = std::getenv("VLT_TEST_MODEL_BASE");
     EXPECT_EXIT(WriteModelAfterJunk(base + ".a", '\x11'), testing::ExitedWithCode(0), "");

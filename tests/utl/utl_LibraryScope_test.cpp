@@ -1,10 +1,9 @@
+#include "TestPlatform.h"
 #include "utl_CommandLine.h"
 #include "utl_LibraryScope.h"
 #include "utl_ResourceMonitor.h"
 
 #include <gtest/gtest.h>
-
-#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -22,16 +21,10 @@ class LibraryScope : public ::testing::Test {
 protected:
     void SetUp() override {
         thr_GlobalSingletonBase<utl_CommandLine>::Finalize();
-        directory = fs::temp_directory_path() / ("vlt_scope_" + std::to_string(getpid()));
-        fs::create_directories(directory);
-        previous = fs::current_path();
-        fs::current_path(directory);
-        setenv("KES_RESOURCE_MONITOR", "FULL", 1);
+        vlt::test::SetEnvironment("KES_RESOURCE_MONITOR", "FULL");
     }
     void TearDown() override {
-        unsetenv("KES_RESOURCE_MONITOR");
-        fs::current_path(previous);
-        fs::remove_all(directory);
+        vlt::test::SetEnvironment("KES_RESOURCE_MONITOR", nullptr);
         thr_GlobalSingletonBase<utl_CommandLine>::Finalize();
     }
     static std::string Read(const char* name) {
@@ -41,8 +34,7 @@ protected:
         return text.str();
     }
 
-    fs::path directory;
-    fs::path previous;
+    vlt::test::WorkInTempDirectory workplace{"vlt_scope"};
 };
 
 // A client that leaves main by an exception still gets the end of its usage file.

@@ -1,8 +1,7 @@
+#include "TestPlatform.h"
 #include "utl_ResourceMonitor.h"
 
 #include <gtest/gtest.h>
-
-#include <unistd.h>
 
 #include <cstdlib>
 #include <ctime>
@@ -50,7 +49,8 @@ std::string Normalise(const std::string& text) {
     std::smatch match;
     while (std::getline(lines, line)) {
         if (std::regex_match(line, match, row)) {
-            EXPECT_EQ(std::stoul(match[3].str()), static_cast<unsigned long>(getpid()));
+            EXPECT_EQ(std::stoul(match[3].str()),
+                      static_cast<unsigned long>(vlt::test::ProcessId()));
             out += match[1].str() + " W " + match[2].str() + " F F M M F M M M M N M 0 0 0 P \n";
         } else if (std::regex_match(line, match, timer)) {
             out += match[1].str() + "     C     C     E \n";
@@ -78,29 +78,16 @@ std::string Ending(int number) {
 // no monitor behind.
 class utl_ResourceMonitorTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        omi_SingletonBase<utl_ResourceMonitor>::Finalize();
-        previous = fs::current_path();
-        std::string pattern = (fs::temp_directory_path() / "vlt_monitor_XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        directory = pattern;
-        fs::current_path(directory);
-    }
+    void SetUp() override { omi_SingletonBase<utl_ResourceMonitor>::Finalize(); }
     void TearDown() override {
         omi_SingletonBase<utl_ResourceMonitor>::Finalize();
-        unsetenv(switchVariable);
-        fs::current_path(previous);
-        fs::remove_all(directory);
+        vlt::test::SetEnvironment(switchVariable, nullptr);
     }
 
     // Runs `body` on a monitor initialised as "run" under `value` (null: the switch unset),
     // finalises it and answers the normalised file ("" when there is none).
     std::string Run(const char* value, const std::function<void(utl_ResourceMonitor&)>& body) {
-        if (value != nullptr) {
-            setenv(switchVariable, value, 1);
-        } else {
-            unsetenv(switchVariable);
-        }
+        vlt::test::SetEnvironment(switchVariable, value);
         Monitor().Initialize("run");
         body(Monitor());
         omi_SingletonBase<utl_ResourceMonitor>::Finalize();
@@ -114,8 +101,8 @@ protected:
         return text.str();
     }
 
-    fs::path previous;
-    fs::path directory;
+    vlt::test::WorkInTempDirectory workplace{"vlt_monitor"};
+    const fs::path directory = workplace.Directory().Path();
 };
 
 TEST_F(utl_ResourceMonitorTest, WithoutTheSwitchNoFileIsMade) {
@@ -134,7 +121,7 @@ TEST_F(utl_ResourceMonitorTest, FileNameIsTheRunNameInTheCurrentDirectoryAndIsTr
 }
 
 TEST_F(utl_ResourceMonitorTest, RowsAreFlushedAsTheyAreWritten) {
-    setenv(switchVariable, "", 1);
+    vlt::test::SetEnvironment(switchVariable, "");
     Monitor().Initialize("run");
     Monitor().Mark("kept");
     EXPECT_EQ(Normalise(FileText()), StartRow() + Row(2, Column("kept")));
@@ -143,14 +130,14 @@ TEST_F(utl_ResourceMonitorTest, RowsAreFlushedAsTheyAreWritten) {
 TEST_F(utl_ResourceMonitorTest, MarkBeforeInitializeAndLaterSwitchChangesDoNothing) {
     Monitor().Mark("early");
     const std::string text = Run(nullptr, [](utl_ResourceMonitor& monitor) {
-        setenv(switchVariable, "FULL", 1);
+        vlt::test::SetEnvironment(switchVariable, "FULL");
         monitor.Mark("late");
     });
     EXPECT_EQ(text, "");
 }
 
 TEST_F(utl_ResourceMonitorTest, RowFiguresComeFromTheProcess) {
-    setenv(switchVariable, "", 1);
+    vlt::test::SetEnvironment(switchVariable, "");
     Monitor().Initialize("run");
     const std::string row = FileText();
     std::istringstream fields(row);
@@ -230,7 +217,7 @@ void BurnCpu(double seconds) {
 }
 
 TEST_F(utl_ResourceMonitorTest, RestartedTimerKeepsItsFirstNameAndAddsBothIntervals) {
-    setenv(switchVariable, "", 1);
+    vlt::test::SetEnvironment(switchVariable, "");
     Monitor().Initialize("run");
     Monitor().StartTimer(3, "a");
     BurnCpu(0.03);
