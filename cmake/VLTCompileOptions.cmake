@@ -38,4 +38,10 @@ function(vlt_add_library name export_define)
     set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION}
                                              SOVERSION ${PROJECT_VERSION_MAJOR})
     vlt_compile_options(${name})
+    if(WIN32)
+        # GCC exports neither the inline members of an explicitly instantiated template nor
+        # its inline statics, which clients of the library's instances link against: the DLL
+        # exports every symbol, as a shared object does.
+        target_link_options(${name} PRIVATE LINKER:--export-all-symbols)
+    endif()
 endfunction()

@@ -27,5 +27,8 @@ function(vlt_add_module module)
     # The public headers and their C++ level come with the libraries the modules sit on.
     target_link_libraries(${target} PRIVATE VLTutl::VLTthr)
     target_compile_definitions(${target} PRIVATE VLTUTL_BUILD)
+    if(WIN32)
+        target_compile_definitions(${target} PRIVATE WIN32_LEAN_AND_MEAN NOMINMAX)
+    endif()
     vlt_compile_options(${target})
 endfunction()

@@ -13,6 +13,10 @@
 #include "utl_Modules.h"
 
 #include <cstdio>
+#if defined(_WIN32)
+#include <fcntl.h>
+#include <io.h>
+#endif
 #include <iostream>
 #include <ostream>
 #include <streambuf>
@@ -45,15 +49,52 @@ inline std::ostream& Discard() {
     return stream;
 }
 
+// The C library's standard error is an assignable stream on Linux; on Windows it is not, and
+// its descriptor is pointed at the null device instead.
+class QuietStderr {
+public:
+#if defined(_WIN32)
+    QuietStderr() : saved(_dup(2)) {
+        std::fflush(stderr);
+        const int null = _open("NUL", _O_WRONLY);
+        _dup2(null, 2);
+        _close(null);
+    }
+    ~QuietStderr() {
+        std::fflush(stderr);
+        _dup2(saved, 2);
+        _close(saved);
+    }
+
+private:
+    int saved;
+#else
+    QuietStderr() : saved(stderr) {
+        stderr = NullFile();
+    }
+    ~QuietStderr() {
+        stderr = saved;
+    }
+
+private:
+    // Fully buffered, so that the dropped texts cost a write only every 64 KiB.
+    static std::FILE* NullFile() {
+        static std::FILE* const file = std::fopen("/dev/null", "w");
+        static const bool buffered =
+            file != nullptr && std::setvbuf(file, nullptr, _IOFBF, 1 << 16) == 0;
+        (void)buffered;
+        return file != nullptr ? file : stderr;
+    }
+
+    std::FILE* saved;
+#endif
+};
+
 class QuietRun {
 public:
     QuietRun()
-        : cStderr(stderr), cerrBuffer(std::cerr.rdbuf(Discard().rdbuf())),
-          handler(crt_SetAssertHandler(Count)) {
-        stderr = NullFile();
-    }
+        : cerrBuffer(std::cerr.rdbuf(Discard().rdbuf())), handler(crt_SetAssertHandler(Count)) {}
     ~QuietRun() {
-        stderr = cStderr;
         std::cerr.rdbuf(cerrBuffer);
         crt_SetAssertHandler(handler);
     }
@@ -63,20 +104,7 @@ public:
 private:
     static void Count(const char*, const char*, int) { ++assertionReports; }
 
-    // Fully buffered, so that the dropped texts cost a write only every 64 KiB.
-    static std::FILE* NullFile() {
-#if defined(_WIN32)
-        static std::FILE* const file = std::fopen("NUL", "w");
-#else
-        static std::FILE* const file = std::fopen("/dev/null", "w");
-#endif
-        static const bool buffered =
-            file != nullptr && std::setvbuf(file, nullptr, _IOFBF, 1 << 16) == 0;
-        (void)buffered;
-        return file != nullptr ? file : stderr;
-    }
-
-    std::FILE* cStderr;
+    QuietStderr quietStderr;
     std::streambuf* cerrBuffer;
     crt_AssertHandler handler;
 };

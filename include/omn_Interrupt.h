@@ -47,6 +47,9 @@ VLTUTL_API void omn_InstallInterruptHandler(int signal1, int signal2, int signal
 
 // The process's interrupt listener: a thread that sleeps until a trigger resumes it.
 class omn_InterruptListener;
+namespace vlt::detail {
+struct omn_InterruptInstaller;
+} // namespace vlt::detail
 // The instance lives in the library: one per process, also across a DLL boundary.
 extern template class VLTUTL_API omi_SingletonBase<omn_InterruptListener>;
 
@@ -65,7 +68,9 @@ public:
     int GetThread() const;
 
 private:
-    friend void omn_InstallInterruptHandler(int, int, int);
+    // The maker behind omn_InstallInterruptHandler (a friend function would be a second
+    // declaration of an exported one, which a DLL build refuses).
+    friend struct vlt::detail::omn_InterruptInstaller;
 
     omn_InterruptListener(int signal1, int signal2, int signal3);
     omn_InterruptListener(const omn_InterruptListener&) = delete;

@@ -41,6 +41,9 @@ extern "C" VLTUTL_API void utl_setCommandLine(int argc, char** argv);
 VLTUTL_API void utl_setCommandLineList(const cow_1DArrayList<cow_String, cow_String>& args);
 
 class utl_CommandLine;
+namespace vlt::detail {
+struct utl_CommandLineSetter;
+} // namespace vlt::detail
 // The instance lives in the library: one per process, also across a DLL boundary.
 extern template class VLTUTL_API thr_GlobalSingletonBase<utl_CommandLine>;
 
@@ -70,8 +73,9 @@ public:
 
 private:
     friend class thr_GlobalSingleton<utl_CommandLine>;
-    friend void utl_setCommandLine(int argc, char** argv);
-    friend void utl_setCommandLineList(const cow_1DArrayList<cow_String, cow_String>& args);
+    // The setters behind utl_setCommandLine and utl_setCommandLineList (a friend function
+    // would be a second declaration of an exported one, which a DLL build refuses).
+    friend struct vlt::detail::utl_CommandLineSetter;
 
     class ReadLock;
 

@@ -4,7 +4,10 @@
 // thread joins that thread's list (values may move between threads under the client's lock),
 // and a thread that ends hands its list to a shared one under a mutex. Slabs are kept for the
 // life of the process: the memory of counters is reused, never returned. Under
-// AddressSanitizer the pool steps aside so that every counter is checked on its own.
+// AddressSanitizer the pool steps aside so that every counter is checked on its own. It also
+// steps aside on Windows, where the toolchain's emulated thread-local storage is released
+// before the destructors of thread-local objects run: an ending thread could not hand its list
+// on.
 #include "cow_CountedHld.h"
 
 #include <cstdlib>
@@ -12,7 +15,7 @@
 #include <new>
 #include <vector>
 
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(__SANITIZE_ADDRESS__) || defined(_WIN32)
 #define COW_COUNTER_POOL 0
 #elif defined(__has_feature)
 #if __has_feature(address_sanitizer)

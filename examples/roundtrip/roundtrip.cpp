@@ -8,6 +8,9 @@
 //
 //     roundtrip [-values N]      N values per quantity (6 by default)
 //
+// The peer is a fork on Linux, and on Windows this program started again with the handles of
+// its two pipe ends (-peerIn, -peerOut).
+//
 // The exit status is 0 when everything came back as it left.
 #include "bio_FdDevice.h"
 #include "bio_InternalFilter.h"
@@ -18,8 +21,17 @@
 #include "utl_CommandLine.h"
 #include "utl_Modules.h"
 
+#if defined(_WIN32)
+#define WIN32_LEAN_AND_MEAN
+#include <fcntl.h>
+#include <io.h>
+#include <windows.h>
+
+#include <string>
+#else
 #include <sys/wait.h>
 #include <unistd.h>
+#endif
 
 #include <cstdio>
 #include <cstdlib>
@@ -118,6 +130,92 @@ Model Exchange(const Model& result, const ExceptionHandle& failure, int toPeer, 
     return echo;
 }
 
+// The two pipes to the peer and the peer process itself; PeerStatus waits for its exit code.
+struct Peer {
+    int toPeer = -1;
+    int fromPeer = -1;
+    long long process = -1;
+};
+
+#if defined(_WIN32)
+intptr_t LentHandle(int fd) {
+    const HANDLE handle = reinterpret_cast<HANDLE>(_get_osfhandle(fd));
+    SetHandleInformation(handle, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT);
+    return reinterpret_cast<intptr_t>(handle);
+}
+
+bool StartPeer(Peer& peer) {
+    int down[2];
+    int up[2];
+    if (_pipe(down, 1 << 16, _O_BINARY | _O_NOINHERIT) != 0 ||
+        _pipe(up, 1 << 16, _O_BINARY | _O_NOINHERIT) != 0) {
+        return false;
+    }
+    char program[MAX_PATH] = "";
+    GetModuleFileNameA(nullptr, program, sizeof program);
+    std::string command = std::string("\"") + program + "\" -peerIn " +
+                          std::to_string(LentHandle(down[0])) + " -peerOut " +
+                          std::to_string(LentHandle(up[1]));
+    STARTUPINFOA startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION process{};
+    const BOOL started = CreateProcessA(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr,
+                                        nullptr, &startup, &process);
+    _close(down[0]);
+    _close(up[1]);
+    if (!started) {
+        return false;
+    }
+    CloseHandle(process.hThread);
+    peer = Peer{down[1], up[0], reinterpret_cast<long long>(process.hProcess)};
+    return true;
+}
+
+int PeerStatus(const Peer& peer) {
+    const HANDLE process = reinterpret_cast<HANDLE>(peer.process);
+    WaitForSingleObject(process, INFINITE);
+    DWORD code = 1;
+    GetExitCodeProcess(process, &code);
+    CloseHandle(process);
+    return static_cast<int>(code);
+}
+
+// In the peer started again: the pipe ends it was given, or -1 when this is not the peer.
+int PeerEnd(const char* option) {
+    const int handle = utl_CommandLine::Instance().ConstGetValueAsInt(option, -1);
+    return handle < 0 ? -1 : _open_osfhandle(handle, _O_BINARY);
+}
+#else
+bool StartPeer(Peer& peer) {
+    int down[2];
+    int up[2];
+    if (pipe(down) != 0 || pipe(up) != 0) {
+        return false;
+    }
+    std::fflush(stdout);
+    const pid_t child = fork();
+    if (child == 0) {
+        close(down[1]);
+        close(up[0]);
+        std::exit(RunPeer(down[0], up[1]));
+    }
+    close(down[0]);
+    close(up[1]);
+    peer = Peer{down[1], up[0], child};
+    return child > 0;
+}
+
+int PeerStatus(const Peer& peer) {
+    int status = 0;
+    waitpid(static_cast<pid_t>(peer.process), &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 1;
+}
+
+int PeerEnd(const char*) {
+    return -1;
+}
+#endif
+
 int RoundTrip(int values) {
     const Model model = MakeModel(values);
     Model result = model;
@@ -127,32 +225,20 @@ int RoundTrip(int values) {
         "after changing pressure[0] in the copy (the map nodes on the path to it are copied)",
         model, result);
 
-    int down[2];
-    int up[2];
-    if (pipe(down) != 0 || pipe(up) != 0) {
-        std::perror("pipe");
+    Peer peer;
+    if (!StartPeer(peer)) {
+        std::perror("peer");
         return 1;
     }
-    std::fflush(stdout);
-    const pid_t peer = fork();
-    if (peer == 0) {
-        close(down[1]);
-        close(up[0]);
-        std::exit(RunPeer(down[0], up[1]));
-    }
-    close(down[0]);
-    close(up[1]);
-
-    const Model echo = Exchange(result, SolverFailure(), down[1], up[0]);
-    int status = 0;
-    waitpid(peer, &status, 0);
+    const Model echo = Exchange(result, SolverFailure(), peer.toPeer, peer.fromPeer);
+    const int peerStatus = PeerStatus(peer);
 
     const bool same = SameModel(result, echo);
     std::printf("the peer read %s\n", same ? "the same model" : "a DIFFERENT model");
     pnt_PrettyPrint printer(stdout, 72);
     printer << echo << "\n";
     printer.Flush();
-    return same && WIFEXITED(status) && WEXITSTATUS(status) == 0 ? 0 : 1;
+    return same && peerStatus == 0 ? 0 : 1;
 }
 
 } // namespace
@@ -161,8 +247,11 @@ int main(int argc, char** argv) {
     int tally = 0;
     utl_initialize(tally);
     utl_setCommandLine(argc, argv);
+    const int fromParent = PeerEnd("peerIn");
+    const int toParent = PeerEnd("peerOut");
     const int values = utl_CommandLine::Instance().ConstGetValueAsInt("values", 6);
-    const int status = RoundTrip(values);
+    const int status =
+        fromParent >= 0 && toParent >= 0 ? RunPeer(fromParent, toParent) : RoundTrip(values);
     utl_finalize(tally);
     return status;
 }

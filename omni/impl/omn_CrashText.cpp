@@ -14,7 +14,7 @@ std::size_t CrashLength(const char* text) {
 const char* CrashBaseName(const char* path) {
     const char* base = path;
     for (const char* c = path; *c != '\0'; ++c) {
-        if (*c == '/') {
+        if (*c == '/' || *c == '\\') {
             base = c + 1;
         }
     }

@@ -36,7 +36,7 @@ private:
 inline constexpr int CrashAddressDigits = static_cast<int>(2 * sizeof(void*));
 
 std::size_t CrashLength(const char* text);
-// The part of `path` after its last '/'.
+// The part of `path` after its last separator, '/' or '\\' (a Windows path may use either).
 const char* CrashBaseName(const char* path);
 
 } // namespace vlt::detail

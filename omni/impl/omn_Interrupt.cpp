@@ -24,9 +24,15 @@ omn_Callback<Result>::~omn_Callback() = default;
 
 template class omn_Callback<bool>;
 
-void omn_InstallInterruptHandler(int signal1, int signal2, int signal3) {
+struct vlt::detail::omn_InterruptInstaller {
     // The listener registers itself as the singleton; Finalize() deletes it.
-    new omn_InterruptListener(signal1, signal2, signal3);
+    static void Install(int signal1, int signal2, int signal3) {
+        new omn_InterruptListener(signal1, signal2, signal3);
+    }
+};
+
+void omn_InstallInterruptHandler(int signal1, int signal2, int signal3) {
+    omn_InterruptInstaller::Install(signal1, signal2, signal3);
 }
 
 omn_InterruptListener::omn_InterruptListener(int signal1, int signal2, int signal3)

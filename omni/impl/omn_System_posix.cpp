@@ -101,20 +101,6 @@ long SystemReadSome(int file, char* bytes, std::size_t count) {
     return static_cast<long>(got);
 }
 
-std::size_t SystemCopyText(char* target, std::size_t capacity, const char* source) {
-    if (capacity == 0) {
-        return 0;
-    }
-    if (source == nullptr) {
-        target[0] = '\0';
-        return 0;
-    }
-    const std::size_t length = strnlen(source, capacity - 1);
-    std::memcpy(target, source, length);
-    target[length] = '\0';
-    return length;
-}
-
 bool SystemMessage(int error, char* text, std::size_t capacity) {
     char buffer[256];
     const char* message = ChosenText(strerror_r(error, buffer, sizeof buffer), buffer);

@@ -2,9 +2,10 @@
 // devices, the large files, the diagnostics and the crash report. Internal to the library: the
 // modules that use them are given this folder by the build; clients never see it.
 //
-// Every helper is safe in a signal handler (system calls and plain copies, no allocation, no
-// locks): the crash report writes through them. Each platform implements them once, in
-// omn_System_<os>.cpp.
+// The writes and the copy are safe in a signal handler or an exception filter (system calls and
+// plain copies, no allocation, no locks): the crash report writes through them. SystemMessage
+// is not on Windows, whose message lookup takes the process heap. Each platform implements
+// them once, in omn_System_<os>.cpp; omn_System.cpp holds what needs no system call.
 #pragma once
 
 #include <cstddef>
@@ -25,6 +26,10 @@ std::size_t SystemWrite(int file, const char* bytes, std::size_t count);
 // One read of up to `count` bytes: the number read, 0 at end of file, or -1 with the error
 // number in the last error. An interrupted call is retried.
 long SystemReadSome(int file, char* bytes, std::size_t count);
+
+// Cuts the line end (and spaces) that a system's message text ends with, from the first
+// `length` characters of `text`: the callers put the text inside their own line.
+void SystemCutLineEnd(char* text, std::size_t length);
 
 // Copies `source` into `target`, cut to `capacity` - 1 bytes and NUL-terminated, and gives the
 // length copied. A null source copies as an empty text; a capacity of 0 copies nothing.

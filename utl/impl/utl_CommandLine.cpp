@@ -181,12 +181,21 @@ int utl_CommandLine::Size() const {
     return count;
 }
 
+struct vlt::detail::utl_CommandLineSetter {
+    static void SetArgs(int argc, char** argv) {
+        thr_GlobalSingleton<utl_CommandLine>::Instance().SetArgs(argc, argv);
+    }
+    static void SetArgsList(const cow_1DArrayList<cow_String, cow_String>& args) {
+        thr_GlobalSingleton<utl_CommandLine>::Instance().SetArgsList(args);
+    }
+};
+
 void utl_setCommandLine(int argc, char** argv) {
-    thr_GlobalSingleton<utl_CommandLine>::Instance().SetArgs(argc, argv);
+    vlt::detail::utl_CommandLineSetter::SetArgs(argc, argv);
 }
 
 void utl_setCommandLineList(const cow_1DArrayList<cow_String, cow_String>& args) {
-    thr_GlobalSingleton<utl_CommandLine>::Instance().SetArgsList(args);
+    vlt::detail::utl_CommandLineSetter::SetArgsList(args);
 }
 
 void UTL_COMMANDLINEINTEGER(const char* name, uint32_t nameLength, int* result) {

@@ -5,8 +5,11 @@
 #include "utl_FilePlatform.h"
 
 utl_DiskAttributes::utl_DiskAttributes(const cow_String& path) {
-    utl_FilePath portable(path);
-    const cow_String absolute = portable.Portable().AbsolutePathName();
+    // Portable twice: the working directory that a relative path starts from may come back from
+    // the system with its own separators.
+    utl_FilePath given(path);
+    utl_FilePath whole(given.Portable().AbsolutePathName());
+    const cow_String absolute = whole.Portable().PathName();
     const unsigned drive = absolute.Find(":/");
     m_Root = drive < absolute.Length() ? absolute.Substr(0, drive + 1) + "\\" : absolute;
 }

@@ -7,6 +7,7 @@
 #include "omn_System.h"
 #include "utl_FilePlatform.h"
 
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <exception>
@@ -103,9 +104,14 @@ utl_File::~utl_File() noexcept(false) {
     if (m_Handle == vlt::detail::noFile) {
         return;
     }
-    // The code is the runtime's error number, not the system's last error: deliberate.
-    if (!vlt::detail::FileClose(m_Handle) && std::uncaught_exceptions() == 0) {
-        RaiseSystemError("utl_File::~utl_File: CloseHandle (NT)", vlt::detail::SystemLastError());
+    if (vlt::detail::FileClose(m_Handle)) {
+        return;
+    }
+    // The code is the runtime's error number, not the system's last error: deliberate. Taken at
+    // once: asking for the uncaught exceptions may change it on Windows.
+    const int error = errno;
+    if (std::uncaught_exceptions() == 0) {
+        RaiseSystemError("utl_File::~utl_File: CloseHandle (NT)", error);
     }
 }
 
