@@ -1,5 +1,6 @@
 // The remnant/consume handshake between filters and devices, and values split across buffers.
 #include "AssertRecorder.h"
+#include "TestPlatform.h"
 #include "bio_TestChannels.h"
 #include "omi_FatalError.h"
 
@@ -98,7 +99,7 @@ TEST(InputDevice, ScalarReadStopsAtTheFirstEmptyBuffer) {
     bio_IinternalFilter in(gone);
     short first = 0;
     in >> first;
-    errno = EPIPE;
+    vlt::test::SetSystemError(EPIPE);
     int next = 0;
     try {
         in >> next;

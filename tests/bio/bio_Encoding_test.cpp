@@ -72,8 +72,13 @@ TYPED_TEST(Encoding, ComplexIsItsIntegerThenRealThenImaginary) {
 }
 
 TYPED_TEST(Encoding, LongOutsideThirtyTwoBitsIsReportedThenClipped) {
+    if constexpr (sizeof(long) == 4) {
+        GTEST_SKIP() << "long has 32 bits here (Windows): no value lies outside";
+    }
     AssertRecorder rec;
-    this->channel.Out() << (1L << 40) << -(1L << 40) << (1UL << 33);
+    // Written so that a 32-bit long compiles too; the case is skipped there.
+    const auto beyond = static_cast<long>(int64_t{1} << 40);
+    this->channel.Out() << beyond << -beyond << static_cast<unsigned long>(uint64_t{1} << 33);
     EXPECT_EQ(this->channel.Written(),
               (Bytes{0xFF, 0xFF, 0xFF, 0x7F, 0, 0, 0, 0x80, 0xFF, 0xFF, 0xFF, 0xFF}));
     EXPECT_EQ(rec.Expressions(),

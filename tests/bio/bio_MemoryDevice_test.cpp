@@ -1,12 +1,12 @@
 // The buffer, the memory loopback and the failures of reading or writing past it.
 #include "AssertRecorder.h"
+#include "TestPlatform.h"
 #include "bio_InternalFilter.h"
 #include "bio_MemoryDevice.h"
 #include "omi_FatalError.h"
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <string>
 #include <vector>
 
@@ -89,7 +89,7 @@ TEST_F(Loopback, ValueSplitByTheOverflowPointKeepsItsFirstBytes) {
 TEST_F(Loopback, ReadingMoreThanWasWrittenIsReportedThenStops) {
     AssertRecorder rec;
     out << static_cast<short>(5);
-    errno = 0;
+    vlt::test::SetSystemError(0);
     int v = 0;
     try {
         in >> v;

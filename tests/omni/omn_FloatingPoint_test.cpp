@@ -1,3 +1,4 @@
+#include "TestPlatform.h"
 #include "omn_Interrupt.h"
 #include "utl_Modules.h"
 
@@ -6,10 +7,16 @@
 #include <cfenv>
 #include <cfloat>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <optional>
 #include <string>
 
+#if defined(_WIN32)
+#define WIN32_LEAN_AND_MEAN
+#include <float.h>
+#include <windows.h>
+#endif
 #if defined(__SSE__)
 #include <xmmintrin.h>
 #endif
@@ -17,7 +24,41 @@
 namespace {
 
 constexpr char patternVariable[] = "KSR_PATTERN";
-constexpr int traps = FE_INVALID | FE_DIVBYZERO | FE_OVERFLOW;
+
+// The trap controls as the platform reports them: on Linux the exceptions that trap, on Windows
+// the runtime's control word, whose exception bits are masks (a set bit keeps its exception
+// from trapping).
+#if defined(_WIN32)
+constexpr unsigned noTraps = _MCW_EM;
+constexpr unsigned traps = _EM_DENORMAL | _EM_UNDERFLOW | _EM_INEXACT; // 0x80003
+
+unsigned TrapControls() {
+    return _controlfp(0, 0) & _MCW_EM;
+}
+
+void ClearTraps() {
+    _controlfp(_MCW_EM, _MCW_EM);
+}
+
+void TrapUnderflow() {
+    _controlfp(_MCW_EM & ~_EM_UNDERFLOW, _MCW_EM);
+}
+#else
+constexpr unsigned noTraps = 0;
+constexpr unsigned traps = FE_INVALID | FE_DIVBYZERO | FE_OVERFLOW;
+
+unsigned TrapControls() {
+    return static_cast<unsigned>(fegetexcept());
+}
+
+void ClearTraps() {
+    fedisableexcept(FE_ALL_EXCEPT);
+}
+
+void TrapUnderflow() {
+    feenableexcept(FE_UNDERFLOW);
+}
+#endif
 
 bool FlushesToZero() {
 #if defined(__SSE__)
@@ -36,7 +77,7 @@ protected:
         if (const char* value = std::getenv(patternVariable)) {
             savedPattern = value;
         }
-        fedisableexcept(FE_ALL_EXCEPT);
+        ClearTraps();
 #if defined(__SSE__)
         savedControl = _mm_getcsr();
         _mm_setcsr(savedControl & ~_MM_FLUSH_ZERO_MASK);
@@ -48,19 +89,15 @@ protected:
 #if defined(__SSE__)
         _mm_setcsr(savedControl);
 #endif
-        if (savedPattern) {
-            setenv(patternVariable, savedPattern->c_str(), 1);
-        } else {
-            unsetenv(patternVariable);
-        }
+        vlt::test::SetEnvironment(patternVariable, savedPattern ? savedPattern->c_str() : nullptr);
     }
 
     static void SetPattern(const char* value) {
-        setenv(patternVariable, value, 1);
+        vlt::test::SetEnvironment(patternVariable, value);
     }
 
     static void ExpectUnchanged() {
-        EXPECT_EQ(fegetexcept(), 0);
+        EXPECT_EQ(TrapControls(), noTraps);
         EXPECT_FALSE(FlushesToZero());
     }
 
@@ -76,7 +113,7 @@ class FloatingPointSwitchOn : public FloatingPointSwitch,
 TEST_P(FloatingPointSwitchOn, TrapsTheThreeExceptionsAndFlushesDenormals) {
     SetPattern(GetParam());
     omn_enableFPE();
-    EXPECT_EQ(fegetexcept(), traps);
+    EXPECT_EQ(TrapControls(), traps);
 #if defined(__SSE__)
     EXPECT_TRUE(FlushesToZero());
     volatile double smallest = DBL_MIN;
@@ -103,16 +140,16 @@ INSTANTIATE_TEST_SUITE_P(OtherValues, FloatingPointSwitchOff,
                                          "FPEPATTERN", ""));
 
 TEST_F(FloatingPointSwitch, AbsentVariableChangesNothing) {
-    unsetenv(patternVariable);
+    vlt::test::SetEnvironment(patternVariable, nullptr);
     omn_enableFPE();
     ExpectUnchanged();
 }
 
 TEST_F(FloatingPointSwitch, UnderflowAndInexactStayMasked) {
     SetPattern("FPE");
-    feenableexcept(FE_UNDERFLOW);
+    TrapUnderflow();
     omn_enableFPE();
-    EXPECT_EQ(fegetexcept(), traps);
+    EXPECT_EQ(TrapControls(), traps);
 }
 
 TEST_F(FloatingPointSwitch, FirstOmniInitialisationSwitchesTrapsOn) {
@@ -121,7 +158,7 @@ TEST_F(FloatingPointSwitch, FirstOmniInitialisationSwitchesTrapsOn) {
         {
             int tally = 0;
             omni_initialize(tally);
-            std::_Exit(tally == 1 && fegetexcept() == traps ? 0 : 1);
+            std::_Exit(tally == 1 && TrapControls() == traps ? 0 : 1);
         },
         testing::ExitedWithCode(0), "");
 }
@@ -129,7 +166,30 @@ TEST_F(FloatingPointSwitch, FirstOmniInitialisationSwitchesTrapsOn) {
 struct TrappingOperation {
     const char* name;
     double (*compute)();
+    uint32_t exceptionCode; // how the trap ends a process on Windows
 };
+
+// Leaves a trap to end the process: by SIGFPE, or on Windows with the exception's code as the
+// exit code. There no filter may pass the exception on, for Wine then starts its debugger first.
+void EndProcessAtTraps() {
+#if defined(_WIN32)
+    SetUnhandledExceptionFilter(
+        [](EXCEPTION_POINTERS*) -> LONG { return EXCEPTION_EXECUTE_HANDLER; });
+#else
+    std::signal(SIGFPE, SIG_DFL);
+#endif
+}
+
+// A trap ends the process by SIGFPE; on Windows, with the exception's code as its exit code.
+#if defined(_WIN32)
+testing::ExitedWithCode EndedByTrap(uint32_t exceptionCode) {
+    return testing::ExitedWithCode(static_cast<int>(exceptionCode));
+}
+#else
+testing::KilledBySignal EndedByTrap(uint32_t) {
+    return testing::KilledBySignal(SIGFPE);
+}
+#endif
 
 volatile double zero = 0.0;
 volatile double largest = DBL_MAX;
@@ -138,24 +198,24 @@ class FloatingPointTrap : public FloatingPointSwitch,
                           public testing::WithParamInterface<TrappingOperation> {};
 
 // The switch is thrown in the child only, which the trap then ends.
-TEST_P(FloatingPointTrap, EndsTheProcessWithSigfpe) {
+TEST_P(FloatingPointTrap, EndsTheProcess) {
     SetPattern("FPE");
     EXPECT_EXIT(
         {
-            std::signal(SIGFPE, SIG_DFL);
+            EndProcessAtTraps();
             omn_enableFPE();
             volatile double result = GetParam().compute();
             static_cast<void>(result);
             std::_Exit(0);
         },
-        testing::KilledBySignal(SIGFPE), "");
+        EndedByTrap(GetParam().exceptionCode), "");
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Operations, FloatingPointTrap,
-    testing::Values(TrappingOperation{"DivisionByZero", [] { return 1.0 / zero; }},
-                    TrappingOperation{"Invalid", [] { return zero / zero; }},
-                    TrappingOperation{"Overflow", [] { return largest * 2.0; }}),
+    testing::Values(TrappingOperation{"DivisionByZero", [] { return 1.0 / zero; }, 0xC000008E},
+                    TrappingOperation{"Invalid", [] { return zero / zero; }, 0xC0000090},
+                    TrappingOperation{"Overflow", [] { return largest * 2.0; }, 0xC0000091}),
     [](const testing::TestParamInfo<TrappingOperation>& info) { return info.param.name; });
 
 } // namespace

@@ -1,18 +1,30 @@
 #include "AssertRecorder.h"
+#include "ChildProcess.h"
+#include "TestPlatform.h"
 #include "omn_Interrupt.h"
 
 #include <gtest/gtest.h>
 
-#include <signal.h>
+#if defined(_WIN32)
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+// After windows.h, which it needs.
+#include <tlhelp32.h>
+#else
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
+#endif
 
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -24,10 +36,103 @@ using namespace std::chrono_literals;
 using vlt::test::AssertRecorder;
 
 constexpr auto patience = 10s;
+constexpr char endedProcessVariable[] = "VLT_TEST_ENDED_PROCESS_FILE";
+constexpr char listenerIdsVariable[] = "VLT_TEST_LISTENER_IDS";
+
+// Two further signals that raise() can deliver; the Windows runtime knows no user signals.
+#if defined(_WIN32)
+constexpr int firstFurtherSignal = SIGTERM;
+constexpr int secondFurtherSignal = SIGBREAK;
+#else
+constexpr int firstFurtherSignal = SIGUSR1;
+constexpr int secondFurtherSignal = SIGUSR2;
+#endif
+
+int CurrentThreadId() {
+#if defined(_WIN32)
+    return static_cast<int>(GetCurrentThreadId());
+#else
+    return static_cast<int>(gettid());
+#endif
+}
+
+// Whether `thread` is a live thread of this process.
+bool ThreadRunning(int thread) {
+#if defined(_WIN32)
+    const HANDLE handle =
+        OpenThread(THREAD_QUERY_LIMITED_INFORMATION, FALSE, static_cast<DWORD>(thread));
+    if (handle == nullptr) {
+        return false;
+    }
+    DWORD exitCode = 0;
+    const bool running = GetProcessIdOfThread(handle) == GetCurrentProcessId() &&
+                         GetExitCodeThread(handle, &exitCode) && exitCode == STILL_ACTIVE;
+    CloseHandle(handle);
+    return running;
+#else
+    struct stat info {};
+    return stat(("/proc/self/task/" + std::to_string(thread)).c_str(), &info) == 0;
+#endif
+}
+
+// A live process other than this one: the parent on Linux, the first other one the system lists
+// on Windows.
+int OtherProcess() {
+#if defined(_WIN32)
+    const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+    PROCESSENTRY32 entry{};
+    entry.dwSize = sizeof entry;
+    int other = 0;
+    for (BOOL more = Process32First(snapshot, &entry); more && other == 0;
+         more = Process32Next(snapshot, &entry)) {
+        if (entry.th32ProcessID != 0 && entry.th32ProcessID != GetCurrentProcessId()) {
+            other = static_cast<int>(entry.th32ProcessID);
+        }
+    }
+    CloseHandle(snapshot);
+    EXPECT_NE(other, 0) << "no other process listed";
+    return other;
+#else
+    return static_cast<int>(getppid());
+#endif
+}
+
+// A process id that no process has: that of a child that has ended and been waited for. The
+// child leaves its id in a file that the parent names in the environment (on Windows the child
+// runs the test again, and would make a directory of its own).
+int EndedProcess() {
+    std::optional<vlt::test::TempDirectory> directory;
+    if (!vlt::test::InRerunChild()) {
+        directory.emplace("vlt_interrupt");
+        vlt::test::SetEnvironment(endedProcessVariable, directory->PathOf("process").c_str());
+    }
+    vlt::test::RunInChild([] {
+        std::FILE* const file = std::fopen(std::getenv(endedProcessVariable), "w");
+        if (file == nullptr) {
+            return 1;
+        }
+        std::fprintf(file, "%d\n", vlt::test::ProcessId());
+        return std::fclose(file) == 0 ? 0 : 1;
+    });
+    int process = 0;
+    if (directory) {
+        vlt::test::SetEnvironment(endedProcessVariable, nullptr);
+        std::ifstream(directory->PathOf("process")) >> process;
+        EXPECT_GT(process, 0);
+    }
+    return process;
+}
+
+// The action bound to `signal` now, read through the one call both platforms have.
+void (*CurrentAction(int signal))(int) {
+    void (*const current)(int) = std::signal(signal, SIG_DFL);
+    std::signal(signal, current);
+    return current;
+}
 
 struct HandlerCall {
     int signal;
-    pid_t thread;
+    int thread;
     bool operator==(const HandlerCall&) const = default;
 };
 
@@ -36,7 +141,7 @@ class HandlerCalls {
 public:
     static void Record(int signal) {
         const std::lock_guard<std::mutex> hold(mutex);
-        calls.push_back({signal, gettid()});
+        calls.push_back({signal, CurrentThreadId()});
         arrived.notify_all();
     }
 
@@ -67,38 +172,17 @@ private:
 
 // Signals raised on the test thread; a signal handler may only touch lock-free atomics.
 std::atomic<int> raisedInterrupts{0};
-std::atomic<int> raisedUser1{0};
-std::atomic<int> raisedUser2{0};
+std::atomic<int> raisedFirstFurther{0};
+std::atomic<int> raisedSecondFurther{0};
 
 void CountRaised(int signal) {
     if (signal == SIGINT) {
         ++raisedInterrupts;
-    } else if (signal == SIGUSR1) {
-        ++raisedUser1;
-    } else if (signal == SIGUSR2) {
-        ++raisedUser2;
+    } else if (signal == firstFurtherSignal) {
+        ++raisedFirstFurther;
+    } else if (signal == secondFurtherSignal) {
+        ++raisedSecondFurther;
     }
-}
-
-void (*CurrentAction(int signal))(int) {
-    struct sigaction action {};
-    sigaction(signal, nullptr, &action);
-    return action.sa_handler;
-}
-
-bool TaskExists(pid_t thread) {
-    struct stat info {};
-    return stat(("/proc/self/task/" + std::to_string(thread)).c_str(), &info) == 0;
-}
-
-// A process id that no process has: a child that has been waited for.
-pid_t EndedProcess() {
-    const pid_t child = fork();
-    if (child == 0) {
-        _exit(0);
-    }
-    waitpid(child, nullptr, 0);
-    return child;
 }
 
 TEST(InterruptListenerSingleton, InstanceBeforeInstallIsReported) {
@@ -134,10 +218,10 @@ protected:
 };
 
 TEST_F(InterruptListener, PublishesProcessAndAnOwnThread) {
-    EXPECT_EQ(listener->GetPID(), getpid());
+    EXPECT_EQ(listener->GetPID(), vlt::test::ProcessId());
     EXPECT_GT(listener->GetThread(), 0);
-    EXPECT_NE(listener->GetThread(), gettid());
-    EXPECT_TRUE(TaskExists(listener->GetThread()));
+    EXPECT_NE(listener->GetThread(), CurrentThreadId());
+    EXPECT_TRUE(ThreadRunning(listener->GetThread()));
 }
 
 TEST_F(InterruptListener, EachInterruptRunsTheHandlerOnceOnTheListenerThread) {
@@ -160,9 +244,9 @@ TEST_F(InterruptListener, TriggerFromWrongIdsHoldsNullHandle) {
         {"no process", 0, thread},
         {"negative process", -1, thread},
         {"ended process", EndedProcess(), thread},
-        {"other process", getppid(), thread},
+        {"other process", OtherProcess(), thread},
         {"no thread", process, 0},
-        {"thread that takes the signal", process, gettid()},
+        {"thread that is not the listener", process, CurrentThreadId()},
         {"thread id as process id", thread, thread},
     };
     for (const auto& wrong : wrongIds) {
@@ -195,19 +279,26 @@ TEST_F(InterruptListener, CopiesAndAssignmentsHoldTheirOwnHandle) {
     EXPECT_EQ(HandlerCalls::SettledCount(3), 3U);
 }
 
+// The ids reach the child through the environment: on Windows the child runs the test again,
+// with a listener of its own.
 TEST_F(InterruptListener, AnotherProcessInterruptsTheListener) {
-    const int process = listener->GetPID();
     const int thread = listener->GetThread();
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        const omn_InterruptTrigger trigger(process, thread);
-        _exit(trigger.Interrupt() ? 0 : 1);
+    if (!vlt::test::InRerunChild()) {
+        const std::string ids = std::to_string(listener->GetPID()) + " " + std::to_string(thread);
+        vlt::test::SetEnvironment(listenerIdsVariable, ids.c_str());
     }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 0);
+    const int exitCode = vlt::test::RunInChild([&] {
+        const char* const ids = std::getenv(listenerIdsVariable);
+        int process = 0;
+        int listenerThread = 0;
+        if (ids == nullptr || std::sscanf(ids, "%d %d", &process, &listenerThread) != 2) {
+            return 2;
+        }
+        const omn_InterruptTrigger trigger(process, listenerThread);
+        return trigger.Interrupt() ? 0 : 1;
+    });
+    vlt::test::SetEnvironment(listenerIdsVariable, nullptr);
+    EXPECT_EQ(exitCode, 0);
     EXPECT_EQ(HandlerCalls::Await(1), (std::vector<HandlerCall>{{2, thread}}));
 }
 
@@ -216,7 +307,7 @@ TEST_F(InterruptListener, NullHandlerDoesNothingAndKeepsTheListener) {
     EXPECT_TRUE(OwnTrigger().Interrupt());
     // The interrupt signal is bound to the do-nothing handler, so raising it is harmless.
     EXPECT_NE(CurrentAction(SIGINT), SIG_DFL);
-    raise(SIGINT);
+    std::raise(SIGINT);
 
     // The first wake-up may meet either handler; the listener must still be there for both.
     listener->SetHandler(HandlerCalls::Record);
@@ -225,26 +316,28 @@ TEST_F(InterruptListener, NullHandlerDoesNothingAndKeepsTheListener) {
 }
 
 TEST_F(InterruptListener, HandlerIsBoundToTheInterruptAndTheFurtherSignals) {
-    Install(SIGUSR1, 0, SIGUSR2);
+    Install(firstFurtherSignal, 0, secondFurtherSignal);
     listener->SetHandler(CountRaised);
-    raisedInterrupts = raisedUser1 = raisedUser2 = 0;
-    raise(SIGINT);
-    raise(SIGUSR1);
-    raise(SIGUSR2);
+    raisedInterrupts = raisedFirstFurther = raisedSecondFurther = 0;
+    std::raise(SIGINT);
+    std::raise(firstFurtherSignal);
+    std::raise(secondFurtherSignal);
     EXPECT_EQ(raisedInterrupts, 1);
-    EXPECT_EQ(raisedUser1, 1);
-    EXPECT_EQ(raisedUser2, 1);
+    EXPECT_EQ(raisedFirstFurther, 1);
+    EXPECT_EQ(raisedSecondFurther, 1);
 
+    // Bound again: the Windows runtime unbinds a handler when a raised signal runs it.
+    listener->SetHandler(CountRaised);
     omi_SingletonBase<omn_InterruptListener>::Finalize();
     EXPECT_EQ(CurrentAction(SIGINT), SIG_DFL);
     // Only the interrupt signal gets its default action back.
-    EXPECT_EQ(CurrentAction(SIGUSR1), &CountRaised);
-    signal(SIGUSR1, SIG_DFL);
-    signal(SIGUSR2, SIG_DFL);
+    EXPECT_EQ(CurrentAction(firstFurtherSignal), &CountRaised);
+    std::signal(firstFurtherSignal, SIG_DFL);
+    std::signal(secondFurtherSignal, SIG_DFL);
 }
 
 TEST_F(InterruptListener, DestructionEndsTheThreadAndRestoresTheInterruptSignal) {
-    const pid_t thread = listener->GetThread();
+    const int thread = listener->GetThread();
     EXPECT_NE(CurrentAction(SIGINT), SIG_DFL);
     omi_SingletonBase<omn_InterruptListener>::Finalize();
 
@@ -252,10 +345,10 @@ TEST_F(InterruptListener, DestructionEndsTheThreadAndRestoresTheInterruptSignal)
     EXPECT_EQ(CurrentAction(SIGINT), SIG_DFL);
     // The kernel may list a joined thread for a moment longer.
     const auto deadline = std::chrono::steady_clock::now() + patience;
-    while (TaskExists(thread) && std::chrono::steady_clock::now() < deadline) {
+    while (ThreadRunning(thread) && std::chrono::steady_clock::now() < deadline) {
         std::this_thread::sleep_for(1ms);
     }
-    EXPECT_FALSE(TaskExists(thread));
+    EXPECT_FALSE(ThreadRunning(thread));
     EXPECT_TRUE(HandlerCalls::Await(0).empty());
 }
 

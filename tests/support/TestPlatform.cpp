@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
@@ -10,6 +11,7 @@
 #include <process.h>
 #include <windows.h>
 #else
+#include <dlfcn.h>
 #include <unistd.h>
 #endif
 
@@ -59,11 +61,31 @@ int ProcessId() {
     return _getpid();
 }
 
+void SetSystemError(int code) {
+    SetLastError(static_cast<DWORD>(code));
+}
+
 std::string SystemErrorText(int code) {
     char text[512] = "";
     FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
                    static_cast<DWORD>(code), 0, text, sizeof text, nullptr);
-    return text;
+    std::string message = text;
+    message.erase(message.find_last_not_of("\r\n ") + 1);
+    return message;
+}
+
+std::string ProgramPath() {
+    char path[MAX_PATH] = "";
+    GetModuleFileNameA(nullptr, path, sizeof path);
+    return path;
+}
+
+void* LoadModule(const std::string& path) {
+    return LoadLibraryA(path.c_str());
+}
+
+void* ProgramModule() {
+    return GetModuleHandleA(nullptr);
 }
 
 #else
@@ -80,8 +102,24 @@ int ProcessId() {
     return static_cast<int>(getpid());
 }
 
+void SetSystemError(int code) {
+    errno = code;
+}
+
 std::string SystemErrorText(int code) {
     return std::strerror(code);
+}
+
+std::string ProgramPath() {
+    return fs::read_symlink("/proc/self/exe").string();
+}
+
+void* LoadModule(const std::string& path) {
+    return dlopen(path.c_str(), RTLD_NOW);
+}
+
+void* ProgramModule() {
+    return dlopen(nullptr, RTLD_NOW);
 }
 
 #endif

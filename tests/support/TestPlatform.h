@@ -42,8 +42,23 @@ void SetEnvironment(const char* name, const char* value);
 
 int ProcessId();
 
+// Sets the last system error that the library reports: errno on Linux, the thread's last error
+// on Windows.
+void SetSystemError(int code);
+
 // The system's text for one of its error codes (errno values on Linux, the thread's last-error
-// values on Windows), as the system gives it: Wine's words are not always Windows' words.
+// values on Windows), as the system gives it: Wine's words are not always Windows' words. The
+// line end that Windows puts after its texts is cut, as the library cuts it; a code without a
+// text gives an empty text on Windows.
 std::string SystemErrorText(int code);
+
+// The full path of the running program, as the system names it (/proc/self/exe on Linux, the
+// main module's file name on Windows).
+std::string ProgramPath();
+
+// Modules as the library takes them: a handle of dlopen on Linux, a module handle on Windows.
+// LoadModule gives null when the module cannot be loaded; ProgramModule is the program itself.
+void* LoadModule(const std::string& path);
+void* ProgramModule();
 
 } // namespace vlt::test

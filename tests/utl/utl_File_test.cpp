@@ -1,4 +1,6 @@
 #include "AssertRecorder.h"
+#include "ChildProcess.h"
+#include "TestPlatform.h"
 #include "nex_TextException.h"
 #include "utl_DiskAttributes.h"
 #include "utl_File.h"
@@ -6,25 +8,59 @@
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <signal.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
+#include <cerrno>
 #include <cmath>
+#include <cstdint>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <limits>
+#include <optional>
 #include <string>
+#include <utility>
+
+#if defined(_WIN32)
+#define WIN32_LEAN_AND_MEAN
+#define NOMINMAX 1
+#include <windows.h>
+#else
+#include <signal.h>
+#include <sys/resource.h>
+#include <unistd.h>
+#endif
 
 namespace {
+
+namespace fs = std::filesystem;
+
+// The system's codes for the failures that the tests provoke.
+#if defined(_WIN32)
+constexpr int missingFile = ERROR_FILE_NOT_FOUND;
+constexpr int missingDirectory = ERROR_PATH_NOT_FOUND;
+constexpr int accessDenied = ERROR_ACCESS_DENIED;
+constexpr int sharingRefused = ERROR_SHARING_VIOLATION;
+constexpr int negativePosition = ERROR_NEGATIVE_SEEK;
+constexpr int noHandle = ERROR_INVALID_HANDLE;
+#else
+constexpr int missingFile = ENOENT;
+constexpr int missingDirectory = ENOENT;
+constexpr int accessDenied = EACCES;
+constexpr int sharingRefused = EBUSY; // how the library words a writer already there
+constexpr int negativePosition = EINVAL;
+constexpr int noHandle = EBADF;
+#endif
 
 constexpr double fiveGiB = 5.0 * 1024 * 1024 * 1024;
 constexpr char largeCeilingText[] = "utl_File::CheckFileSize: Files greater than 2,000,000 Gb are "
                                     "not supported on this file system.";
+// Where a child that RunInChild starts again on Windows finds its parent's directory.
+constexpr char directoryVariable[] = "VLT_TEST_FILE_DIRECTORY";
+
+// "context: system text", as the library reports a failed system call.
+std::string Failure(const char* context, int code) {
+    return std::string(context) + ": " + vlt::test::SystemErrorText(code);
+}
 
 // The text of the nex_TextException that `action` throws, or "(nothing thrown)".
 std::string ThrownText(const std::function<void()>& action) {
@@ -37,32 +73,117 @@ std::string ThrownText(const std::function<void()>& action) {
     return "(nothing thrown)";
 }
 
-// Runs `child` in a forked process and answers its exit code (-1 when it did not exit).
-int ExitCodeOfChild(const std::function<int()>& child) {
-    const pid_t pid = fork();
-    if (pid == 0) {
-        int code = 99;
-        try {
-            code = child();
-        } catch (...) {
-            code = 98;
-        }
-        _exit(code);
+// Takes every permission from a file while it lives (on Windows: makes it read-only).
+class WithoutPermissions {
+public:
+    explicit WithoutPermissions(std::string path) : path_(std::move(path)) {
+        fs::permissions(path_, fs::perms::none);
     }
-    int status = 0;
-    waitpid(pid, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    ~WithoutPermissions() {
+        fs::permissions(path_, fs::perms::owner_read | fs::perms::owner_write);
+    }
+    WithoutPermissions(const WithoutPermissions&) = delete;
+    WithoutPermissions& operator=(const WithoutPermissions&) = delete;
+
+private:
+    std::string path_;
+};
+
+#if defined(_WIN32)
+// True when this process may open the file at `path` for writing.
+bool OpensForWriting(const std::string& path) {
+    const HANDLE file = CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) {
+        return false;
+    }
+    CloseHandle(file);
+    return true;
+}
+#endif
+
+// Runs `body` as a user whom the permissions of the files in `directory` bind. Root passes every
+// permission check on Linux, so a child gives up its privileges first, in a directory opened to
+// it; Windows refuses a read-only file to every user, so there `body` runs here.
+int AsOrdinaryUser(const std::string& directory, const std::function<int()>& body) {
+#if defined(_WIN32)
+    (void)directory;
+    return body();
+#else
+    fs::permissions(directory, fs::perms::owner_all | fs::perms::group_read |
+                                   fs::perms::group_exec | fs::perms::others_read |
+                                   fs::perms::others_exec);
+    return vlt::test::RunInChild([&] { return geteuid() == 0 && setuid(65534) != 0 ? 2 : body(); });
+#endif
 }
 
+// Closes every handle that the process holds on the file at `path`, as a fault elsewhere in
+// the program would.
+void CloseBehindItsBack(const std::string& path) {
+#if defined(_WIN32)
+    const auto identity = [](HANDLE file, BY_HANDLE_FILE_INFORMATION& information) {
+        return GetFileType(file) == FILE_TYPE_DISK &&
+               GetFileInformationByHandle(file, &information);
+    };
+    BY_HANDLE_FILE_INFORMATION target{};
+    const HANDLE named =
+        CreateFileA(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                    nullptr, OPEN_EXISTING, 0, nullptr);
+    ASSERT_TRUE(identity(named, target));
+    CloseHandle(named);
+    // Handle values are multiples of 4, and a test program holds far fewer than 4096.
+    for (std::uintptr_t value = 4; value < 0x4000; value += 4) {
+        const HANDLE handle = reinterpret_cast<HANDLE>(value);
+        BY_HANDLE_FILE_INFORMATION information{};
+        if (identity(handle, information) &&
+            information.dwVolumeSerialNumber == target.dwVolumeSerialNumber &&
+            information.nFileIndexHigh == target.nFileIndexHigh &&
+            information.nFileIndexLow == target.nFileIndexLow) {
+            CloseHandle(handle);
+        }
+    }
+#else
+    for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
+        std::error_code ignored;
+        if (fs::read_symlink(entry.path(), ignored) == path) {
+            close(std::stoi(entry.path().filename().string()));
+        }
+    }
+#endif
+}
+
+// A path whose volume cannot be asked for its free space. On Windows the volume is the drive
+// that the path names, so a drive that the system lacks; elsewhere the path itself, so one
+// that is missing.
+std::string PathOnNoVolume(const std::string& directory) {
+#if defined(_WIN32)
+    const DWORD drives = GetLogicalDrives();
+    for (char letter = 'Z'; letter > 'C'; --letter) {
+        if ((drives & (1u << (letter - 'A'))) == 0) {
+            return std::string(1, letter) + ":/missing";
+        }
+    }
+    ADD_FAILURE() << "every drive letter is in use";
+#endif
+    return directory + "/missing";
+}
+
+// Each case works in a fresh directory. A child that RunInChild starts again on Windows works
+// in its parent's, named in the environment, and leaves it to the parent to remove.
 class FileTest : public testing::Test {
 protected:
     void SetUp() override {
-        char pattern[] = "/tmp/utl_File_test.XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        dir = pattern;
-        chmod(dir.c_str(), 0755); // reachable by the unprivileged child
+        if (vlt::test::InRerunChild()) {
+            const char* parent = std::getenv(directoryVariable);
+            ASSERT_NE(parent, nullptr);
+            dir = parent;
+            return;
+        }
+        directory.emplace("utl_File_test");
+        dir = directory->Path();
+        vlt::test::SetEnvironment(directoryVariable, dir.c_str());
     }
-    void TearDown() override { std::filesystem::remove_all(dir); }
+    void TearDown() override { vlt::test::SetEnvironment(directoryVariable, nullptr); }
 
     std::string PathOf(const char* name) const { return dir + "/" + name; }
     std::string MakeFile(const char* name, const std::string& content) const {
@@ -80,6 +201,7 @@ protected:
         return bytes;
     }
 
+    std::optional<vlt::test::TempDirectory> directory;
     std::string dir;
 };
 
@@ -88,30 +210,32 @@ using FileOpenFailure = FileTest;
 TEST_F(FileOpenFailure, MissingFileNamesTheModeAndTheSystemText) {
     const cow_String missing = PathOf("missing").c_str();
     EXPECT_EQ(ThrownText([&] { utl_File f(missing, utl_FileAccessRead); }),
-              "utl_FileRead::Open: No such file or directory");
+              Failure("utl_FileRead::Open", missingFile));
     EXPECT_EQ(ThrownText([&] { utl_File f(missing, utl_FileAccessUpdate); }),
-              "utl_FileUpdate::Open: No such file or directory");
+              Failure("utl_FileUpdate::Open", missingFile));
     EXPECT_EQ(ThrownText([&] { utl_File f(PathOf("no/dir").c_str(), utl_FileAccessWrite); }),
-              "utl_FileWrite::Open: No such file or directory");
-    EXPECT_FALSE(std::filesystem::exists(missing.c_str())); // update never creates
+              Failure("utl_FileWrite::Open", missingDirectory));
+    EXPECT_FALSE(fs::exists(missing.c_str())); // update never creates
 }
 
 TEST_F(FileOpenFailure, PermissionDeniedIsReportedAndTheFileKept) {
-    const std::string locked = MakeFile("locked", "secret");
-    chmod(locked.c_str(), 0);
-    // Root passes every permission check: the child gives up its privileges first.
-    const int code = ExitCodeOfChild([&] {
-        if (geteuid() == 0 && setuid(65534) != 0) {
-            return 2;
+    const std::string path = MakeFile("locked", "secret");
+    {
+        const WithoutPermissions locked(path);
+#if defined(_WIN32)
+        if (OpensForWriting(path)) {
+            GTEST_SKIP() << "this user writes read-only files (Wine run as root takes the "
+                            "attribute from permission bits, which root passes)";
         }
-        return ThrownText([&] { utl_File f(locked.c_str(), utl_FileAccessWrite); }) ==
-                       "utl_FileWrite::Open: Permission denied"
-                   ? 0
-                   : 1;
-    });
-    EXPECT_EQ(code, 0);
-    chmod(locked.c_str(), 0600);
-    EXPECT_EQ(ContentOf(locked), "secret");
+#endif
+        const auto refused = [&] {
+            const std::string text =
+                ThrownText([&] { utl_File f(path.c_str(), utl_FileAccessWrite); });
+            return text == Failure("utl_FileWrite::Open", accessDenied) ? 0 : 1;
+        };
+        EXPECT_EQ(AsOrdinaryUser(dir, refused), 0);
+    }
+    EXPECT_EQ(ContentOf(path), "secret");
 }
 
 using FileSharing = FileTest;
@@ -121,9 +245,9 @@ TEST_F(FileSharing, SecondWriterIsRefusedAndLeavesTheFileAlone) {
     {
         utl_File writer(name, utl_FileAccessUpdate);
         EXPECT_EQ(ThrownText([&] { utl_File f(name, utl_FileAccessUpdate); }),
-                  "utl_FileUpdate::Open: Device or resource busy");
+                  Failure("utl_FileUpdate::Open", sharingRefused));
         EXPECT_EQ(ThrownText([&] { utl_File f(name, utl_FileAccessWrite); }),
-                  "utl_FileWrite::Open: Device or resource busy");
+                  Failure("utl_FileWrite::Open", sharingRefused));
         EXPECT_EQ(ContentOf(name.c_str()), "0123456789"); // the refused writer did not truncate
         utl_File reader(name, utl_FileAccessRead);
         EXPECT_EQ(ReadAll(reader, 4), "0123");
@@ -142,11 +266,15 @@ TEST_F(FileSharing, ReadersDoNotKeepAWriterOut) {
 }
 
 TEST_F(FileSharing, WriterIsRefusedInAnotherProcess) {
-    const cow_String name = MakeFile("shared", "abc").c_str();
-    utl_File writer(name, utl_FileAccessUpdate);
-    EXPECT_EQ(ExitCodeOfChild([&] {
+    const cow_String name = PathOf("shared").c_str();
+    std::optional<utl_File> writer;
+    if (!vlt::test::InRerunChild()) { // the writer is the parent's alone
+        MakeFile("shared", "abc");
+        writer.emplace(name, utl_FileAccessUpdate);
+    }
+    EXPECT_EQ(vlt::test::RunInChild([&] {
                   return ThrownText([&] { utl_File f(name, utl_FileAccessUpdate); }) ==
-                                 "utl_FileUpdate::Open: Device or resource busy"
+                                 Failure("utl_FileUpdate::Open", sharingRefused)
                              ? 0
                              : 1;
               }),
@@ -185,21 +313,24 @@ TEST_F(FilePositions, SeekRoundsHalfUpAndLocationReadsItBack) {
 
 TEST_F(FilePositions, NegativeSeekReportsTheSystemText) {
     utl_File file(MakeFile("pos", "x").c_str(), utl_FileAccessRead);
-    EXPECT_EQ(ThrownText([&] { file.Seek(-5.0); }), "utl_File::Seek: Invalid argument");
+    EXPECT_EQ(ThrownText([&] { file.Seek(-5.0); }), Failure("utl_File::Seek", negativePosition));
 }
 
 TEST_F(FilePositions, SparseFileReachesPastFourGibibytes) {
     const std::string path = PathOf("sparse");
-    utl_File file(path.c_str(), utl_FileAccessWrite);
-    file.Extend(fiveGiB);
-    EXPECT_EQ(file.FileSize().Value(), fiveGiB);
-    EXPECT_EQ(file.Location().Value(), 0.0);
-    file.Seek(4294967295.0); // low half all ones is a valid position
-    EXPECT_EQ(file.Location().Value(), 4294967295.0);
-    EXPECT_EQ(file.Write("ab", 2), 2);
-    EXPECT_EQ(file.Location().Value(), 4294967297.0);
-    file.Seek(4294967294.0);
-    EXPECT_EQ(ReadAll(file, 4), std::string("\0ab\0", 4));
+    {
+        utl_File file(path.c_str(), utl_FileAccessWrite);
+        file.Extend(fiveGiB);
+        EXPECT_EQ(file.FileSize().Value(), fiveGiB);
+        EXPECT_EQ(file.Location().Value(), 0.0);
+        file.Seek(4294967295.0); // low half all ones is a valid position
+        EXPECT_EQ(file.Location().Value(), 4294967295.0);
+        EXPECT_EQ(file.Write("ab", 2), 2);
+        EXPECT_EQ(file.Location().Value(), 4294967297.0);
+        file.Seek(4294967294.0);
+        EXPECT_EQ(ReadAll(file, 4), std::string("\0ab\0", 4));
+    }
+    // Asked at rest: on Windows the query shares the file with readers only.
     EXPECT_EQ(utl_FileAttributes(path.c_str()).GetSizeOfFile(), 0.0); // 4 GiB or more
 }
 
@@ -277,8 +408,11 @@ TEST_F(FileCheckSize, ClearedLargeFileFlagGivesTheSmallFileText) {
 using FileSystemFailure = FileTest;
 
 TEST_F(FileSystemFailure, WritePastTheProcessFileSizeLimitThrows) {
+#if defined(_WIN32)
+    GTEST_SKIP() << "Windows has no limit on the size of the files that a process writes";
+#else
     const cow_String name = PathOf("limited").c_str();
-    const int code = ExitCodeOfChild([&] {
+    const int code = vlt::test::RunInChild([&] {
         signal(SIGXFSZ, SIG_IGN);
         const rlimit limit{4096, 4096};
         setrlimit(RLIMIT_FSIZE, &limit);
@@ -288,28 +422,50 @@ TEST_F(FileSystemFailure, WritePastTheProcessFileSizeLimitThrows) {
             return 3;
         }
         const bool writeRefused = ThrownText([&] { file.Write(block.data(), 3000); }) ==
-                                  "utl_File::Write: File too large";
+                                  Failure("utl_File::Write", EFBIG);
         const bool extendRefused = ThrownText([&] { file.Extend(8192.0); }) ==
-                                   "utl_File::Extend: SetEndOfFile: File too large";
+                                   Failure("utl_File::Extend: SetEndOfFile", EFBIG);
         return writeRefused && extendRefused ? 0 : 1;
     });
     EXPECT_EQ(code, 0);
-    EXPECT_EQ(std::filesystem::file_size(name.c_str()), 4096u);
+    EXPECT_EQ(fs::file_size(name.c_str()), 4096u);
+#endif
 }
 
-TEST_F(FileSystemFailure, FailedCloseThrowsFromTheDestructor) {
+// A full disk: the device that is always full, which Wine shows at its own path as well.
+TEST_F(FileSystemFailure, FullDiskThrowsWithTheSystemsText) {
+#if defined(_WIN32)
+    const HMODULE system = GetModuleHandleA("ntdll.dll");
+    if (system == nullptr || GetProcAddress(system, "wine_get_version") == nullptr) {
+        GTEST_SKIP() << "Windows has no device that is always full";
+    }
+    const cow_String device = "Z:\\dev\\full";
+    constexpr int diskFull = ERROR_DISK_FULL;
+#else
+    const cow_String device = "/dev/full";
+    constexpr int diskFull = ENOSPC;
+#endif
+    utl_File file(device, utl_FileAccessUpdate);
+    const std::string block(4096, 'x');
+    EXPECT_EQ(ThrownText([&] {
+                  file.Write(block.data(), 4096);
+                  file.Flush();
+              }),
+              Failure("utl_File::Write", diskFull));
+}
+
+// The report takes its code from the runtime's errno, not from the system's last error:
+// deliberate. A failed close leaves EBADF there on Linux. On Windows CloseHandle leaves errno
+// alone, so the test puts EBADF there, and a report of the last error (an invalid handle) would
+// read otherwise.
+TEST_F(FileSystemFailure, FailedCloseThrowsFromTheDestructorWithTheRuntimesErrorNumber) {
     const std::string path = MakeFile("closed", "x");
     EXPECT_EQ(ThrownText([&] {
                   const utl_File file(path.c_str(), utl_FileAccessRead);
-                  // Close the descriptor behind the file's back.
-                  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-                      std::error_code ignored;
-                      if (std::filesystem::read_symlink(entry.path(), ignored) == path) {
-                          close(std::stoi(entry.path().filename().string()));
-                      }
-                  }
+                  CloseBehindItsBack(path);
+                  errno = EBADF;
               }),
-              "utl_File::~utl_File: CloseHandle (NT): Bad file descriptor");
+              Failure("utl_File::~utl_File: CloseHandle (NT)", EBADF));
 }
 
 // With no handle every system call fails, which shows the context of each operation.
@@ -326,7 +482,7 @@ TEST_F(FileSystemFailure, UnknownModeOpensNothingAndEachOperationNamesItself) {
         {[&] { file.Extend(1.0); }, "utl_File::Extend: SetFilePointer (1)"},
     };
     for (const auto& [action, context] : cases) {
-        EXPECT_EQ(ThrownText(action), std::string(context) + ": Bad file descriptor");
+        EXPECT_EQ(ThrownText(action), Failure(context, noHandle));
     }
 }
 
@@ -334,7 +490,7 @@ TEST_F(FileSystemFailure, ExtendToANegativeOffsetFailsAtTheSecondMove) {
     utl_File file(MakeFile("neg", "abc").c_str(), utl_FileAccessUpdate);
     file.Seek(1.0);
     EXPECT_EQ(ThrownText([&] { file.Extend(-8.0); }),
-              "utl_File::Extend: SetFilePointer (2): Invalid argument");
+              Failure("utl_File::Extend: SetFilePointer (2)", negativePosition));
     EXPECT_EQ(file.FileSize().Value(), 3.0);
 }
 
@@ -356,9 +512,9 @@ TEST_F(FileQueries, SizeOfFileAnswersMinusOneForWhatCannotBeRead) {
     EXPECT_EQ(utl_FileAttributes(dir.c_str()).GetSizeOfFile(), -1.0);
 }
 
-TEST_F(FileQueries, FreeSpaceAnswersMinusOneForAMissingPath) {
+TEST_F(FileQueries, FreeSpaceAnswersMinusOneForAVolumeThatCannotBeAsked) {
     EXPECT_GT(utl_DiskAttributes(dir.c_str()).GetFreeDiskSpace(), 0.0);
-    EXPECT_EQ(utl_DiskAttributes(PathOf("missing").c_str()).GetFreeDiskSpace(), -1.0);
+    EXPECT_EQ(utl_DiskAttributes(PathOnNoVolume(dir).c_str()).GetFreeDiskSpace(), -1.0);
 }
 
 TEST_F(FileQueries, VolumeRootIsTheDriveWhereThePathNamesOne) {

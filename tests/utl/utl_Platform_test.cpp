@@ -1,16 +1,31 @@
 #include "AssertRecorder.h"
+#include "TestPlatform.h"
 #include "utl_Modules.h"
 #include "utl_Platform.h"
 
 #include <gtest/gtest.h>
 
-#include <pwd.h>
-#include <unistd.h>
-
+#include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <thread>
+
+#if !defined(_WIN32)
+#include <pwd.h>
+#include <unistd.h>
+#endif
 
 namespace {
+
+// The user whom the process runs for, as the system names it elsewhere.
+std::string LoggedOnUser() {
+#if defined(_WIN32)
+    const char* name = std::getenv("USERNAME");
+    return name != nullptr ? name : "";
+#else
+    return getpwuid(geteuid())->pw_name;
+#endif
+}
 
 using vlt::detail::utl_InetUseCount;
 
@@ -51,19 +66,17 @@ TEST(NetworkLayer, HostAddressQueryLeavesOneStartOutstanding) {
 
 TEST(PlatformQueries, AnswerWhatTheSystemSays) {
     EXPECT_STREQ(utl_getPlatform().c_str(), "nt");
-    EXPECT_EQ(utl_getNumberCpus(), static_cast<int>(sysconf(_SC_NPROCESSORS_ONLN)));
+    EXPECT_EQ(utl_getNumberCpus(), static_cast<int>(std::thread::hardware_concurrency()));
     const int mhz = utl_getCpusClockSpeed();
     EXPECT_TRUE(mhz == -1 || (mhz > 10 && mhz < 100000)) << mhz;
-    EXPECT_STREQ(utl_getUserName().c_str(), getpwuid(geteuid())->pw_name);
+    EXPECT_EQ(std::string(utl_getUserName().c_str()), LoggedOnUser());
     EXPECT_EQ(std::string(utl_getcwd().c_str()), std::filesystem::current_path().string());
 }
 
 TEST(PlatformQueries, WorkingDirectoryFollowsChdir) {
-    const std::filesystem::path start = std::filesystem::current_path();
-    std::filesystem::current_path("/tmp");
+    const vlt::test::WorkInTempDirectory workplace("utl_Platform_test");
     const std::string now = utl_getcwd().c_str();
-    std::filesystem::current_path(start);
-    EXPECT_EQ(now, "/tmp");
+    EXPECT_TRUE(std::filesystem::equivalent(now, workplace.Directory().Path())) << now;
 }
 
 } // namespace
