@@ -10,8 +10,8 @@
 // same records, so a plain list travels as well.
 #pragma once
 
-#include "cio_Record.h"
 #include "cio_1DArray.h"
+#include "cio_Record.h"
 #include "typ_ArchCompTable.h"
 #include "vlt_Export.h"
 
