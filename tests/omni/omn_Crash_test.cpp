@@ -127,20 +127,11 @@ int FaultExit([[maybe_unused]] int signal, [[maybe_unused]] uint32_t exceptionCo
 #endif
 }
 
-// Wine's system library tells its version; Windows' does not.
-bool UnderWine() {
-#if defined(_WIN32)
-    const HMODULE system = GetModuleHandleA("ntdll.dll");
-    return system != nullptr && GetProcAddress(system, "wine_get_version") != nullptr;
-#else
-    return false;
-#endif
-}
-
 // Why an overflowed stack cannot be reported here, or null.
 const char* OverflowUnreported() {
-    return UnderWine() ? "Wine 8 ends a thread whose stack overflowed before any filter runs"
-                       : nullptr;
+    return vlt::test::UnderWine()
+               ? "Wine 8 ends a thread whose stack overflowed before any filter runs"
+               : nullptr;
 }
 
 // Writes at once, without the C library's buffers, as a crash filter may; false on failure.

@@ -32,33 +32,16 @@ namespace {
 
 constexpr uint32_t defaultOptions = omn_DiagShowBox | omn_DiagSendToDebugger;
 
-// The last error, which every function leaves as the caller had it: errno on Linux, the
-// thread's last error on Windows.
+// The codes that the tests provoke, and how an abort ends the process.
 #if defined(_WIN32)
 constexpr int fileNotFound = ERROR_FILE_NOT_FOUND;
 constexpr int accessDenied = ERROR_ACCESS_DENIED;
 // Abort ends the process with exit code -1: all of its bits on Windows, its low byte elsewhere.
 constexpr int abortExitCode = -1;
-
-void SetLastSystemError(int error) {
-    SetLastError(static_cast<DWORD>(error));
-}
-
-int LastSystemError() {
-    return static_cast<int>(GetLastError());
-}
 #else
 constexpr int fileNotFound = ENOENT;
 constexpr int accessDenied = EACCES;
 constexpr int abortExitCode = 255;
-
-void SetLastSystemError(int error) {
-    errno = error;
-}
-
-int LastSystemError() {
-    return errno;
-}
 #endif
 
 // The report's last line for `code`, in the system's own words.
@@ -282,9 +265,9 @@ using DiagReport = Diag;
 TEST_F(DiagReport, DefaultOptionsSendTheSameReportToDebuggerFileAndAbortRetryIgnoreBox) {
     Pipe file;
     omn_SetDiagAssertFile(file.WriteEnd());
-    SetLastSystemError(fileNotFound);
+    vlt::test::SetSystemError(fileNotFound);
     EXPECT_EQ(omn_DiagAssertA(0, "x > 0", "omni/impl/omn_Thing", 42), 0);
-    EXPECT_EQ(LastSystemError(), fileNotFound);
+    EXPECT_EQ(vlt::test::SystemError(), fileNotFound);
     const std::string expected = Report("File : omni/impl/omn_Thing\nLine : 42\nExpression : x > 0",
                                         LastErrorLine(fileNotFound));
     EXPECT_EQ(debugger, std::vector<std::string>{expected});
@@ -306,7 +289,7 @@ TEST_F(DiagReport, WideExpressionAppearsAsUtf8AndInvalidCharactersAsQuestionMark
     const std::wstring expression =
         L"gr\u00F6\u00DFe \u2264 " +
         std::wstring(std::begin(beyondBasicPlane), std::end(beyondBasicPlane));
-    SetLastSystemError(accessDenied);
+    vlt::test::SetSystemError(accessDenied);
     EXPECT_EQ(omn_DiagAssertW(omn_DiagSendToDebugger, expression.c_str(), "f", 7), 0);
     EXPECT_EQ(debugger,
               std::vector<std::string>{Report("File : f\nLine : 7\nExpression : gr\xC3\xB6\xC3\x9F"
@@ -316,7 +299,7 @@ TEST_F(DiagReport, WideExpressionAppearsAsUtf8AndInvalidCharactersAsQuestionMark
 
 TEST_F(DiagReport, RealAssertOfAnotherKindOffersOkOnly) {
     answer = omn_DiagAnswerOk;
-    SetLastSystemError(fileNotFound);
+    vlt::test::SetSystemError(fileNotFound);
     EXPECT_EQ(omn_RealAssert(omn_DiagShowBox, "free text", 0), 0);
     EXPECT_TRUE(debugger.empty());
     EXPECT_EQ(boxes, (std::vector<Box>{{"ASSERTION FAILURE...",
@@ -452,7 +435,7 @@ TEST_F(DiagModules, ModulesWithoutTextsFallBackToTheSystemText) {
     ASSERT_NE(program, nullptr);
     EXPECT_EQ(omn_AddDiagAssertModule(program), 1);
     EXPECT_EQ(omn_AddDiagAssertModule(nullptr), 1);
-    SetLastSystemError(fileNotFound);
+    vlt::test::SetSystemError(fileNotFound);
     omn_RealAssert(omn_DiagSendToDebugger, "m", 1);
     EXPECT_EQ(debugger, std::vector<std::string>{Report("m", LastErrorLine(fileNotFound))});
 }
@@ -462,11 +445,11 @@ TEST_F(DiagModules, RegisteredModuleTextWinsAndUnknownCodesFallBack) {
     void* const module = vlt::test::LoadModule(VLT_TEST_DIAG_MESSAGES);
     ASSERT_NE(module, nullptr) << VLT_TEST_DIAG_MESSAGES;
     EXPECT_EQ(omn_AddDiagAssertModule(module), 1);
-    SetLastSystemError(9002);
+    vlt::test::SetSystemError(9002);
     omn_RealAssert(omn_DiagSendToDebugger, "m", 1);
-    SetLastSystemError(9003);
+    vlt::test::SetSystemError(9003);
     omn_RealAssert(omn_DiagSendToDebugger, "m", 1);
-    EXPECT_EQ(LastSystemError(), 9003);
+    EXPECT_EQ(vlt::test::SystemError(), 9003);
     EXPECT_EQ(debugger,
               (std::vector<std::string>{Report("m", "Last Error (0x0000232A) : Solver diverged\n"),
                                         Report("m", LastErrorLine(9003))}));
@@ -484,15 +467,15 @@ TEST_P(DiagLastError, IsWhatTheCallerHadAfterTheCall) {
     omn_SetDiagAssertFile(file.WriteEnd());
     omn_SetDiagOutputFile(file.WriteEnd());
     answer = omn_DiagAnswerRetry;
-    SetLastSystemError(4242);
+    vlt::test::SetSystemError(4242);
     GetParam().second();
-    EXPECT_EQ(LastSystemError(), 4242);
+    EXPECT_EQ(vlt::test::SystemError(), 4242);
     omn_SetDiagDebuggerSink(nullptr);
     {
         DefaultChannelCapture channel;
-        SetLastSystemError(4242);
+        vlt::test::SetSystemError(4242);
         GetParam().second();
-        EXPECT_EQ(LastSystemError(), 4242);
+        EXPECT_EQ(vlt::test::SystemError(), 4242);
     }
 #if !defined(_WIN32) // Windows has no SIGPIPE: there a lost reader is only an error of the write.
     sigset_t pending;

@@ -65,6 +65,15 @@ void SetSystemError(int code) {
     SetLastError(static_cast<DWORD>(code));
 }
 
+int SystemError() {
+    return static_cast<int>(GetLastError());
+}
+
+bool UnderWine() {
+    const HMODULE system = GetModuleHandleA("ntdll.dll");
+    return system != nullptr && GetProcAddress(system, "wine_get_version") != nullptr;
+}
+
 std::string SystemErrorText(int code) {
     char text[512] = "";
     FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
@@ -104,6 +113,14 @@ int ProcessId() {
 
 void SetSystemError(int code) {
     errno = code;
+}
+
+int SystemError() {
+    return errno;
+}
+
+bool UnderWine() {
+    return false;
 }
 
 std::string SystemErrorText(int code) {

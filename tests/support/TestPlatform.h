@@ -45,6 +45,10 @@ int ProcessId();
 // Sets the last system error that the library reports: errno on Linux, the thread's last error
 // on Windows.
 void SetSystemError(int code);
+int SystemError();
+
+// True when the Windows program runs under Wine (whose system library tells its version).
+bool UnderWine();
 
 // The system's text for one of its error codes (errno values on Linux, the thread's last-error
 // values on Windows), as the system gives it: Wine's words are not always Windows' words. The

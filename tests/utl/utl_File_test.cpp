@@ -435,8 +435,7 @@ TEST_F(FileSystemFailure, WritePastTheProcessFileSizeLimitThrows) {
 // A full disk: the device that is always full, which Wine shows at its own path as well.
 TEST_F(FileSystemFailure, FullDiskThrowsWithTheSystemsText) {
 #if defined(_WIN32)
-    const HMODULE system = GetModuleHandleA("ntdll.dll");
-    if (system == nullptr || GetProcAddress(system, "wine_get_version") == nullptr) {
+    if (!vlt::test::UnderWine()) {
         GTEST_SKIP() << "Windows has no device that is always full";
     }
     const cow_String device = "Z:\\dev\\full";
