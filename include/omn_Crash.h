@@ -110,12 +110,14 @@ VLTUTL_API void omn_CleanupSymEng();
 VLTUTL_API void omn_EnumerateLoadedModules(int process, int file);
 
 // The handles of the objects loaded in `process` (this process only). Capacity 0 asks for the
-// number alone. 0 with errno ESRCH for another process, ERANGE when more modules exist than a
-// non-zero capacity; else 1 with errno 0.
+// number alone. 0 with the system error (errno on Linux, the last error on Windows) set for a
+// missing module library (Windows: 1114), another process (ESRCH, 87) or more modules than a
+// non-zero capacity (ERANGE, 122); else 1 with the error 0.
 VLTUTL_API int omn_GetLoadedModules(int process, unsigned capacity, void** modules,
                                     unsigned* count);
 // Copy the base name / the full path of `module` (null: the main program), cut to `size` - 1
-// characters; the number of characters copied, 0 when the module is unknown.
+// characters; the number of characters copied, 0 when the module is unknown or cannot be named
+// (the error as for omn_GetLoadedModules).
 VLTUTL_API unsigned omn_GetModuleBaseName(int process, void* module, char* buffer, unsigned size);
 VLTUTL_API unsigned omn_GetModuleFileNameEx(int process, void* module, char* buffer, unsigned size);
 // Reads `size` bytes of this process (whatever `process` says) without faulting; 0 when any of

@@ -1,10 +1,10 @@
 // Interrupts between processes, and the floating-point trap switch.
 //
 // An analysis installs the interrupt listener (omn_InstallInterruptHandler) and publishes its
-// process id and listener thread id; a job monitor builds an omn_InterruptTrigger from the two
-// and calls Interrupt(), which makes the listener thread call the analysis's handler with the
-// interrupt signal number (2), once per Interrupt. The same handler is bound to the interrupt
-// signal and to up to three further signal numbers.
+// process id and listener thread (GetPID, GetThread); a job monitor builds an
+// omn_InterruptTrigger from the two and calls Interrupt(), which makes the listener thread call
+// the analysis's handler with the interrupt signal number (2), once per Interrupt. The same
+// handler is bound to the interrupt signal and to up to three further signal numbers.
 //
 // Ownership and sharing: the listener is a process-wide explicit singleton that lives until
 // omi_SingletonBase<omn_InterruptListener>::Finalize(); its thread is the library's only thread
@@ -12,7 +12,11 @@
 // flags that the analysis polls. A trigger is a plain value owned by its holder; copying it
 // opens a second handle on the same thread.
 //
-// On this platform the listener thread waits for one real-time signal (SIGRTMIN + 4), which it
+// On Windows the listener thread suspends itself and a trigger resumes it: the monitor opens the
+// analysis process with the right to duplicate handles and takes a copy of the listener's
+// handle that may suspend and resume only.
+//
+// On Linux the listener thread waits for one real-time signal (SIGRTMIN + 4), which it
 // holds blocked for its whole life; Interrupt() queues that signal to that one thread (a
 // thread-directed signal, so the masks of the client's other threads do not matter). The
 // listener blocks every other signal but the faults, so process signals reach the client's
@@ -62,8 +66,9 @@ public:
     // the interrupt signal and to each non-zero further signal number.
     void SetHandler(void (*handler)(int));
 
-    // What a monitor needs to build a trigger: this process's id and the listener thread's id
-    // (0 when the thread could not be started).
+    // What a monitor needs to build a trigger: this process's id and the listener thread as
+    // this process names it: its handle on Windows, its thread id elsewhere (0 when the thread
+    // could not be started).
     int GetPID() const;
     int GetThread() const;
 
@@ -81,7 +86,7 @@ private:
     std::atomic<void (*)(int)> handler;
     int signals[3];
     void* thread = nullptr;
-    int threadId = 0;
+    int threadName = 0;
 };
 
 // A handle on the listener thread of a (usually other) process.

@@ -5,7 +5,6 @@
 #include "omn_CrashText.h"
 #include "omn_System.h"
 
-#include <cerrno>
 #include <cstring>
 
 namespace {
@@ -42,12 +41,17 @@ unsigned CopyCut(const char* text, char* buffer, unsigned size) {
     return buffer == nullptr ? 0 : static_cast<unsigned>(SystemCopyText(buffer, size, text));
 }
 
-bool IsThisProcess(int process) {
-    if (process == CrashProcessId()) {
-        return true;
+// The module library first, then the process, as the system's own queries check them.
+bool CanQueryModules(int process) {
+    if (!CrashModulesAvailable()) {
+        SystemSetLastError(crashModuleErrors.noLibrary);
+        return false;
     }
-    errno = ESRCH;
-    return false;
+    if (process != CrashProcessId()) {
+        SystemSetLastError(crashModuleErrors.otherProcess);
+        return false;
+    }
+    return true;
 }
 
 } // namespace
@@ -59,7 +63,7 @@ void omn_EnumerateLoadedModules(int process, int file) {
 }
 
 int omn_GetLoadedModules(int process, unsigned capacity, void** modules, unsigned* count) {
-    if (!IsThisProcess(process)) {
+    if (!CanQueryModules(process)) {
         return 0;
     }
     ModuleList list{capacity == 0 ? nullptr : modules, capacity, 0};
@@ -71,16 +75,16 @@ int omn_GetLoadedModules(int process, unsigned capacity, void** modules, unsigne
         return 0;
     }
     if (capacity != 0 && list.count > capacity) {
-        errno = ERANGE;
+        SystemSetLastError(crashModuleErrors.moreModules);
         return 0;
     }
-    errno = 0;
+    SystemSetLastError(0);
     return 1;
 }
 
 unsigned omn_GetModuleFileNameEx(int process, void* module, char* buffer, unsigned size) {
     char path[CrashTextSize];
-    if (!IsThisProcess(process) || CrashModulePath(module, path, sizeof path) == 0) {
+    if (!CanQueryModules(process) || CrashModulePath(module, path, sizeof path) == 0) {
         return 0;
     }
     return CopyCut(path, buffer, size);
@@ -88,7 +92,7 @@ unsigned omn_GetModuleFileNameEx(int process, void* module, char* buffer, unsign
 
 unsigned omn_GetModuleBaseName(int process, void* module, char* buffer, unsigned size) {
     char path[CrashTextSize];
-    if (!IsThisProcess(process) || CrashModulePath(module, path, sizeof path) == 0) {
+    if (!CanQueryModules(process) || CrashModulePath(module, path, sizeof path) == 0) {
         return 0;
     }
     return CopyCut(CrashBaseName(path), buffer, size);

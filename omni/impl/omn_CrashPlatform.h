@@ -57,6 +57,16 @@ using CrashModuleVisitor = void (*)(void* state, void* module, const char* path,
                                     uintptr_t end);
 void CrashEachModule(CrashModuleVisitor visit, void* state);
 int CrashProcessId();
+// Whether modules can be listed and named (Windows needs its process-status library for it).
+bool CrashModulesAvailable();
+
+// The system error codes that the module queries leave behind.
+struct CrashModuleErrors {
+    int noLibrary;    // the modules cannot be listed here
+    int moreModules;  // more modules than the caller has room for
+    int otherProcess; // a process other than this one
+};
+extern const CrashModuleErrors crashModuleErrors;
 
 // Symbols and source lines. Slots hold the answers for `count` addresses starting at `first`.
 inline constexpr std::size_t CrashSymbolLimit = 488;

@@ -413,6 +413,12 @@ void CrashEachModule(CrashModuleVisitor visit, void* state) {
     dl_iterate_phdr(&VisitModule, &data);
 }
 
+bool CrashModulesAvailable() {
+    return true; // the loader's own list
+}
+
+const CrashModuleErrors crashModuleErrors{ENOSYS, ERANGE, ESRCH};
+
 void CrashResolve(const uintptr_t* addresses, std::size_t count, std::size_t first) {
     if (shared == nullptr || first >= CrashSlotCount) {
         return;

@@ -270,6 +270,13 @@ void CrashEachModule(CrashModuleVisitor visit, void* state) {
     }
 }
 
+bool CrashModulesAvailable() {
+    return LoadPsapi();
+}
+
+const CrashModuleErrors crashModuleErrors{ERROR_DLL_INIT_FAILED, ERROR_INSUFFICIENT_BUFFER,
+                                          ERROR_INVALID_PARAMETER};
+
 void CrashResolve(const uintptr_t* addresses, std::size_t count, std::size_t first) {
     if (first >= CrashSlotCount) {
         return;

@@ -37,7 +37,7 @@ void omn_InstallInterruptHandler(int signal1, int signal2, int signal3) {
 
 omn_InterruptListener::omn_InterruptListener(int signal1, int signal2, int signal3)
     : handler(DoNothing), signals{signal1, signal2, signal3} {
-    thread = InterruptStartListener(Listen, this, threadId);
+    thread = InterruptStartListener(Listen, this, threadName);
 }
 
 // A null handler at wake-up is the destructor asking the thread to end.
@@ -79,7 +79,7 @@ int omn_InterruptListener::GetPID() const {
 }
 
 int omn_InterruptListener::GetThread() const {
-    return threadId;
+    return threadName;
 }
 
 omn_InterruptTrigger::omn_InterruptTrigger(int process, int listenerThread)

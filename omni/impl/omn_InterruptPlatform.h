@@ -9,9 +9,10 @@
 namespace vlt::detail {
 
 // Starts `body(context)` on a new thread of the highest priority the process may give, able
-// to be resumed as soon as this returns. Returns the listener's own handle and its thread id,
-// or null (and id 0) when no thread could be made.
-void* InterruptStartListener(void (*body)(void*), void* context, int& threadId);
+// to be resumed as soon as this returns. Returns the listener's own handle and the number by
+// which another process names the thread (its handle value on Windows, its thread id
+// elsewhere), or null (and 0) when no thread could be made.
+void* InterruptStartListener(void (*body)(void*), void* context, int& threadName);
 
 // Called on the listener thread: sleeps until the thread is resumed.
 void InterruptAwaitResume();
@@ -22,8 +23,8 @@ void InterruptResumeListener(void* listener);
 // Waits without limit for the listener thread to end, then releases its handle.
 void InterruptJoinListener(void* listener);
 
-// Opens the listener thread `thread` of process `process` for resuming only; null when there
-// is no such listener thread or no right to resume it.
+// Opens the listener thread that process `process` names `thread` for resuming only; null when
+// there is no such listener thread or no right to resume it.
 void* InterruptOpenThread(int process, int thread);
 
 // A second handle on the same thread, or null (also for a null handle).

@@ -149,8 +149,8 @@ bool IsListenerThread(int process, int thread) {
 
 } // namespace
 
-void* InterruptStartListener(void (*body)(void*), void* context, int& threadId) {
-    threadId = 0;
+void* InterruptStartListener(void (*body)(void*), void* context, int& threadName) {
+    threadName = 0;
     QuietenStrayWakeSignals();
     auto* start = new (std::nothrow) ListenerStart{body, context, {}};
     auto* listener = new (std::nothrow) Listener{};
@@ -173,7 +173,7 @@ void* InterruptStartListener(void (*body)(void*), void* context, int& threadId) 
         return nullptr;
     }
     listener->threadId = started.get();
-    threadId = listener->threadId;
+    threadName = listener->threadId;
     return listener;
 }
 

@@ -115,16 +115,15 @@ void TrapOnX87() {
 
 } // namespace
 
-void* InterruptStartListener(void (*body)(void*), void* context, int& threadId) {
-    threadId = 0;
+void* InterruptStartListener(void (*body)(void*), void* context, int& threadName) {
+    threadName = 0;
     auto* listener = new (std::nothrow) Listener{body, context, nullptr};
     if (listener == nullptr) {
         return nullptr;
     }
-    DWORD id = 0;
     // Started suspended so that it runs at its priority and under its name from the first
     // instruction.
-    listener->thread = CreateThread(nullptr, 0, RunListener, listener, CREATE_SUSPENDED, &id);
+    listener->thread = CreateThread(nullptr, 0, RunListener, listener, CREATE_SUSPENDED, nullptr);
     if (listener->thread == nullptr) {
         delete listener;
         return nullptr;
@@ -132,7 +131,8 @@ void* InterruptStartListener(void (*body)(void*), void* context, int& threadId) 
     SetThreadPriority(listener->thread, THREAD_PRIORITY_TIME_CRITICAL);
     NameListener(listener->thread);
     ResumeThread(listener->thread);
-    threadId = static_cast<int>(id);
+    // Handle values are small multiples of four, well within an int.
+    threadName = static_cast<int>(reinterpret_cast<INT_PTR>(listener->thread));
     return listener;
 }
 
@@ -156,11 +156,19 @@ void InterruptJoinListener(void* listener) {
 
 void* InterruptOpenThread(int process, int thread) {
     if (process <= 0 || thread <= 0) {
+        return nullptr; // negative values are the pseudo-handles, which name the caller's own
+    }
+    const HANDLE owner = OpenProcess(PROCESS_DUP_HANDLE, FALSE, static_cast<DWORD>(process));
+    if (owner == nullptr) {
         return nullptr;
     }
-    const HANDLE examined = OpenThread(THREAD_SUSPEND_RESUME | THREAD_QUERY_LIMITED_INFORMATION,
-                                       FALSE, static_cast<DWORD>(thread));
-    if (examined == nullptr) {
+    // First with the right to ask whose thread it is: the value may name anything in the owner.
+    HANDLE examined = nullptr;
+    const BOOL duplicated = DuplicateHandle(
+        owner, reinterpret_cast<HANDLE>(static_cast<INT_PTR>(thread)), GetCurrentProcess(),
+        &examined, THREAD_SUSPEND_RESUME | THREAD_QUERY_LIMITED_INFORMATION, FALSE, 0);
+    CloseHandle(owner);
+    if (!duplicated) {
         return nullptr;
     }
     HANDLE opened = nullptr;

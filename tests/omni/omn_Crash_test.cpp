@@ -194,16 +194,18 @@ protected:
     }
 
     // The child's exit code (see RunInChild).
-    int RunChild(const std::function<int()>& body) const {
-        return vlt::test::RunInChild([&] {
-            std::error_code failed;
-            std::filesystem::current_path(directory, failed);
-            if (failed || !RedirectStandardError(directory + "/stderr.txt")) {
-                return 100;
-            }
-            vlt::test::SetEnvironment(popupVariable, nullptr);
-            return body();
-        });
+    int RunChild(const std::function<int()>& body, const std::string& program = {}) const {
+        return vlt::test::RunInChild(
+            [&] {
+                std::error_code failed;
+                std::filesystem::current_path(directory, failed);
+                if (failed || !RedirectStandardError(directory + "/stderr.txt")) {
+                    return 100;
+                }
+                vlt::test::SetEnvironment(popupVariable, nullptr);
+                return body();
+            },
+            program);
     }
 
     std::string Read(const std::string& name) const {
@@ -381,6 +383,71 @@ TEST_F(CrashChild, DeepStackGivesExactly200StackLinesThenTheLoadedModules) {
     }
     EXPECT_TRUE(library);
 }
+
+#if defined(_WIN32)
+// A copy of the test program that Wine loads without the debugging-help and process-status
+// libraries: its per-program load order ("" is disabled) is read when a process starts.
+class ProgramWithoutSystemLibraries {
+public:
+    ProgramWithoutSystemLibraries() {
+        const std::filesystem::path own = vlt::test::ProgramPath();
+        copy = own.parent_path() / name;
+        std::filesystem::copy_file(own, copy, std::filesystem::copy_options::overwrite_existing);
+        HKEY key = nullptr;
+        const std::string overrides = settings + "\\DllOverrides";
+        if (RegCreateKeyExA(HKEY_CURRENT_USER, overrides.c_str(), 0, nullptr, 0, KEY_SET_VALUE,
+                            nullptr, &key, nullptr) == ERROR_SUCCESS) {
+            for (const char* library : {"imagehlp", "psapi"}) {
+                RegSetValueExA(key, library, 0, REG_SZ, reinterpret_cast<const BYTE*>(""), 1);
+            }
+            RegCloseKey(key);
+        }
+    }
+    ~ProgramWithoutSystemLibraries() {
+        std::error_code ignored;
+        std::filesystem::remove(copy, ignored);
+        RegDeleteTreeA(HKEY_CURRENT_USER, settings.c_str());
+    }
+    std::string Path() const { return copy.string(); }
+
+private:
+    static constexpr char name[] = "vlt_without_system_libraries.exe";
+    const std::string settings = std::string("Software\\Wine\\AppDefaults\\") + name;
+    std::filesystem::path copy;
+};
+
+TEST_F(CrashChild, WithoutTheSystemLibrariesTheReportIsSkippedAndTheVerdictStands) {
+    if (!vlt::test::UnderWine()) {
+        GTEST_SKIP() << "only Wine can take the system's libraries away from one program";
+    }
+    constexpr int librariesFound = 101;
+    constexpr int wrongModuleError = 102;
+    constexpr int initialisationFailed = 1114; // the system's code for a library not loaded
+    std::optional<ProgramWithoutSystemLibraries> program;
+    if (!vlt::test::InRerunChild()) {
+        program.emplace();
+    }
+    const int exitCode = RunChild(
+        [] {
+            if (omn_InitStackTraceRoutines()) {
+                return librariesFound;
+            }
+            unsigned count = 0;
+            if (omn_GetLoadedModules(vlt::test::ProcessId(), 0, nullptr, &count) != 0 ||
+                vlt::test::SystemError() != initialisationFailed) {
+                return wrongModuleError;
+            }
+            omi_SetExceptionFilter();
+            OuterCall(1);
+            return 0;
+        },
+        program ? program->Path() : std::string());
+    EXPECT_EQ(exitCode, FaultExit(SIGSEGV, accessViolationCode));
+    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+        EXPECT_NE(entry.path().extension(), ".dmp") << entry.path();
+    }
+}
+#endif
 
 // The fault goes on to the handling that was there before the report: here a handler of the
 // test's own, which stands for the system's and ends the child in its own way.
@@ -711,10 +778,16 @@ TEST(CrashModules, NamesAndListsTheLoadedObjects) {
     unsigned count = 0;
     EXPECT_EQ(omn_GetLoadedModules(self, 0, nullptr, &count), 1);
     std::vector<void*> modules(count);
+    vlt::test::SetSystemError(1);
     EXPECT_EQ(omn_GetLoadedModules(self, count, modules.data(), &count), 1);
+    EXPECT_EQ(vlt::test::SystemError(), 0);
     EXPECT_EQ(modules[0], vlt::test::ProgramModule());
     EXPECT_EQ(omn_GetLoadedModules(self, 1, modules.data(), &count), 0);
-    EXPECT_EQ(errno, ERANGE);
+#if defined(_WIN32)
+    EXPECT_EQ(vlt::test::SystemError(), 122); // the system's "insufficient buffer"
+#else
+    EXPECT_EQ(vlt::test::SystemError(), ERANGE);
+#endif
     EXPECT_EQ(omn_GetLoadedModules(self + 1000000, 0, nullptr, &count), 0);
 }
 

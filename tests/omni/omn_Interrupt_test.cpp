@@ -56,6 +56,39 @@ int CurrentThreadId() {
 #endif
 }
 
+// The id of the thread that GetThread() names: Windows publishes the listener's handle.
+int ThreadIdOf(int published) {
+#if defined(_WIN32)
+    return static_cast<int>(GetThreadId(reinterpret_cast<HANDLE>(static_cast<INT_PTR>(published))));
+#else
+    return published;
+#endif
+}
+
+// The calling thread as GetThread() would name it, for as long as the object lives.
+class CallingThreadName {
+public:
+#if defined(_WIN32)
+    CallingThreadName() {
+        DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(), &handle, 0,
+                        FALSE, DUPLICATE_SAME_ACCESS);
+    }
+    ~CallingThreadName() {
+        CloseHandle(handle);
+    }
+    int Value() const {
+        return static_cast<int>(reinterpret_cast<INT_PTR>(handle));
+    }
+
+private:
+    HANDLE handle = nullptr;
+#else
+    int Value() const {
+        return CurrentThreadId();
+    }
+#endif
+};
+
 // Whether `thread` is a live thread of this process.
 bool ThreadRunning(int thread) {
 #if defined(_WIN32)
@@ -220,15 +253,15 @@ protected:
 TEST_F(InterruptListener, PublishesProcessAndAnOwnThread) {
     EXPECT_EQ(listener->GetPID(), vlt::test::ProcessId());
     EXPECT_GT(listener->GetThread(), 0);
-    EXPECT_NE(listener->GetThread(), CurrentThreadId());
-    EXPECT_TRUE(ThreadRunning(listener->GetThread()));
+    EXPECT_NE(ThreadIdOf(listener->GetThread()), CurrentThreadId());
+    EXPECT_TRUE(ThreadRunning(ThreadIdOf(listener->GetThread())));
 }
 
 TEST_F(InterruptListener, EachInterruptRunsTheHandlerOnceOnTheListenerThread) {
     const omn_InterruptTrigger trigger = OwnTrigger();
     EXPECT_TRUE(trigger.Interrupt());
     EXPECT_TRUE(trigger.Interrupt());
-    const HandlerCall expected{2, listener->GetThread()};
+    const HandlerCall expected{2, ThreadIdOf(listener->GetThread())};
     EXPECT_EQ(HandlerCalls::Await(2), (std::vector<HandlerCall>{expected, expected}));
     EXPECT_EQ(HandlerCalls::SettledCount(2), 2U);
 }
@@ -236,6 +269,7 @@ TEST_F(InterruptListener, EachInterruptRunsTheHandlerOnceOnTheListenerThread) {
 TEST_F(InterruptListener, TriggerFromWrongIdsHoldsNullHandle) {
     const int process = listener->GetPID();
     const int thread = listener->GetThread();
+    const CallingThreadName callingThread;
     const struct {
         const char* what;
         int process;
@@ -246,7 +280,7 @@ TEST_F(InterruptListener, TriggerFromWrongIdsHoldsNullHandle) {
         {"ended process", EndedProcess(), thread},
         {"other process", OtherProcess(), thread},
         {"no thread", process, 0},
-        {"thread that is not the listener", process, CurrentThreadId()},
+        {"thread that is not the listener", process, callingThread.Value()},
         {"thread id as process id", thread, thread},
     };
     for (const auto& wrong : wrongIds) {
@@ -299,7 +333,7 @@ TEST_F(InterruptListener, AnotherProcessInterruptsTheListener) {
     });
     vlt::test::SetEnvironment(listenerIdsVariable, nullptr);
     EXPECT_EQ(exitCode, 0);
-    EXPECT_EQ(HandlerCalls::Await(1), (std::vector<HandlerCall>{{2, thread}}));
+    EXPECT_EQ(HandlerCalls::Await(1), (std::vector<HandlerCall>{{2, ThreadIdOf(thread)}}));
 }
 
 TEST_F(InterruptListener, NullHandlerDoesNothingAndKeepsTheListener) {
@@ -337,7 +371,7 @@ TEST_F(InterruptListener, HandlerIsBoundToTheInterruptAndTheFurtherSignals) {
 }
 
 TEST_F(InterruptListener, DestructionEndsTheThreadAndRestoresTheInterruptSignal) {
-    const int thread = listener->GetThread();
+    const int thread = ThreadIdOf(listener->GetThread());
     EXPECT_NE(CurrentAction(SIGINT), SIG_DFL);
     omi_SingletonBase<omn_InterruptListener>::Finalize();
 

@@ -54,10 +54,13 @@ std::string CurrentTestFilter() {
     return std::string(test->test_suite_name()) + "." + test->name();
 }
 
-long long StartAgain(int call) {
-    char program[MAX_PATH] = "";
-    GetModuleFileNameA(nullptr, program, sizeof program);
-    std::string command = std::string("\"") + program + "\" --gtest_filter=" + CurrentTestFilter();
+long long StartAgain(int call, std::string program) {
+    if (program.empty()) {
+        char own[MAX_PATH] = "";
+        GetModuleFileNameA(nullptr, own, sizeof own);
+        program = own;
+    }
+    std::string command = "\"" + program + "\" --gtest_filter=" + CurrentTestFilter();
     SetEnvironmentVariableA(childVariable, std::to_string(call).c_str());
     STARTUPINFOA startup{};
     startup.cb = sizeof startup;
@@ -75,10 +78,10 @@ long long StartAgain(int call) {
 
 } // namespace
 
-ChildProcess::ChildProcess(const std::function<int()>& body) {
+ChildProcess::ChildProcess(const std::function<int()>& body, const std::string& program) {
     const int call = CallNumber();
     if (ChildCall() == 0) {
-        process_ = StartAgain(call);
+        process_ = StartAgain(call, program);
     } else if (ChildCall() == call) {
         TerminateProcess(GetCurrentProcess(), static_cast<UINT>(RunHere(body)));
     }
@@ -105,7 +108,7 @@ bool InRerunChild() {
 
 } // namespace
 
-ChildProcess::ChildProcess(const std::function<int()>& body) {
+ChildProcess::ChildProcess(const std::function<int()>& body, const std::string&) {
     const pid_t child = fork();
     if (child == 0) {
         _exit(RunHere(body));
@@ -133,8 +136,8 @@ ChildProcess::~ChildProcess() {
     Wait();
 }
 
-int RunInChild(const std::function<int()>& body) {
-    return ChildProcess(body).Wait();
+int RunInChild(const std::function<int()>& body, const std::string& program) {
+    return ChildProcess(body, program).Wait();
 }
 
 } // namespace vlt::test

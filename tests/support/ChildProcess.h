@@ -15,10 +15,11 @@
 namespace vlt::test {
 
 // A child running `body` beside the test, for a peer that the test talks to while it runs. In
-// the child (and in a Windows child that is not this call's) the object does nothing.
+// the child (and in a Windows child that is not this call's) the object does nothing. A Windows
+// child may run a copy of the test program under another name (`program`, a path).
 class ChildProcess {
 public:
-    explicit ChildProcess(const std::function<int()>& body);
+    explicit ChildProcess(const std::function<int()>& body, const std::string& program = {});
     ~ChildProcess();
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
@@ -33,8 +34,8 @@ private:
     int status_ = -1;
 };
 
-// Runs `body` in a child and waits for it: ChildProcess(body).Wait().
-int RunInChild(const std::function<int()>& body);
+// Runs `body` in a child and waits for it: ChildProcess(body, program).Wait().
+int RunInChild(const std::function<int()>& body, const std::string& program = {});
 
 // True in a child that RunInChild started on Windows (never on Linux, where the child is the
 // fork): the part of a test that only the parent may do checks this.
