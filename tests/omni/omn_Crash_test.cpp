@@ -130,7 +130,9 @@ int FaultExit([[maybe_unused]] int signal, [[maybe_unused]] uint32_t exceptionCo
 // Why an overflowed stack cannot be reported here, or null.
 const char* OverflowUnreported() {
     return vlt::test::UnderWine()
-               ? "Wine 8 ends a thread whose stack overflowed before any filter runs"
+               ? "Wine 8 raises the overflow with under a page of stack left, whatever stack "
+                 "the thread was guaranteed, and ends the thread when its own dispatcher "
+                 "overflows again, before any filter runs"
                : nullptr;
 }
 
