@@ -11,6 +11,11 @@
 //
 // Counters are plain integers: strings that share a representation belong to one thread at a
 // time.
+//
+// Beside the standard library: a string is made from a `std::string_view` (and so from a
+// `std::string`) explicitly, as a `std::string` is, because it copies bytes that the view does
+// not own; it reads as a `std::string_view` of its whole text implicitly, and compares with
+// one. `std::hash<cow_String>` lets it key the unordered containers.
 #pragma once
 
 #include "cow_CountedHld.h"
@@ -19,7 +24,9 @@
 #include <compare>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <iosfwd>
+#include <string_view>
 
 class VLTUTL_API cow_String {
 public:
@@ -34,6 +41,8 @@ public:
     explicit cow_String(int value);
     explicit cow_String(unsigned int value);
     explicit cow_String(double value);
+    // Every byte of text, NULs among them.
+    explicit cow_String(std::string_view text);
 
     cow_String(const cow_String& other) : m_Cow(other.m_Cow) {
         if (m_Cow != nullptr) {
@@ -70,6 +79,14 @@ public:
     unsigned Capacity() const { return m_Cow != nullptr ? m_Cow->m_Capacity : 0; }
     // The text; valid until this string is next modified or destroyed.
     const char* c_str() const { return m_Cow != nullptr ? m_Cow->m_Buffer : emptyText; }
+    // The whole text, NULs among them; valid as long as c_str() is.
+    operator std::string_view() const noexcept { return {c_str(), Length()}; }
+
+    // The standard library's spellings, for generic code.
+    std::size_t size() const noexcept { return Length(); }
+    bool empty() const noexcept { return Length() == 0; }
+    const char* begin() const noexcept { return c_str(); }
+    const char* end() const noexcept { return c_str() + Length(); }
 
     // ix == Length() reads the terminating 0.
     char operator[](unsigned ix) const;
@@ -158,6 +175,13 @@ public:
     friend std::strong_ordering operator<=>(const cow_String& a, const char* b) {
         return std::strcmp(a.c_str(), b) <=> 0;
     }
+    // As above, the string's text ends at its first NUL; the view's bytes count in full.
+    friend bool operator==(const cow_String& a, std::string_view b) {
+        return std::string_view(a.c_str()) == b;
+    }
+    friend std::strong_ordering operator<=>(const cow_String& a, std::string_view b) {
+        return std::string_view(a.c_str()) <=> b;
+    }
 
 private:
     class cow_StringRep {
@@ -213,3 +237,11 @@ inline cow_String operator+(cow_String lhs, const cow_String& rhs) {
 }
 
 VLTUTL_API std::ostream& operator<<(std::ostream& out, const cow_String& s);
+
+// Equal strings hash alike: the text up to its first NUL, as the comparisons read it.
+template <>
+struct std::hash<cow_String> {
+    std::size_t operator()(const cow_String& s) const noexcept {
+        return std::hash<std::string_view>{}(s.c_str());
+    }
+};

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <new>
 #include <ostream>
+#include <stdexcept>
 
 namespace {
 
@@ -22,6 +23,16 @@ uint32_t capacityFor(unsigned n) {
         return 32;
     }
     return n <= 46 ? 64 : n + 17;
+}
+
+// Lengths and capacities count in 32 bits, and the growth rule adds its room to the length:
+// longer text is refused, as the standard strings refuse what they cannot hold.
+unsigned heldLength(std::size_t size) {
+    constexpr std::size_t longest = 0xFFFFFFFFu - 64;
+    if (size > longest) {
+        throw std::length_error("cow_String: text longer than a string holds");
+    }
+    return static_cast<unsigned>(size);
 }
 
 char* allocateBuffer(uint32_t capacity) {
@@ -150,6 +161,8 @@ cow_String::cow_String(int value) : cow_String(FormattedNumber("%d", value).text
 cow_String::cow_String(unsigned int value) : cow_String(FormattedNumber("%u", value).text) {}
 
 cow_String::cow_String(double value) : cow_String(formatDouble(value).text) {}
+
+cow_String::cow_String(std::string_view text) : cow_String(text.data(), heldLength(text.size())) {}
 
 cow_String& cow_String::operator=(const char* s) {
     if (s == nullptr) {

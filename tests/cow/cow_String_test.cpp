@@ -7,7 +7,10 @@
 #include <climits>
 #include <functional>
 #include <sstream>
+#include <stdexcept>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -342,6 +345,49 @@ TEST(StringOutput, ConcatenationAndStreamLeaveOperandsAlone) {
     std::ostringstream out;
     out << joined << '|' << cow_String() << '|';
     EXPECT_EQ(out.str(), "abcdef||");
+}
+
+TEST(StringStandard, ViewsAndStandardStringsConvertBothWaysWithEveryByte) {
+    using namespace std::string_literals;
+    const std::string withNul = "a\0b"s;
+    const cow_String fromView(std::string_view{withNul});
+    const cow_String fromString(withNul);
+    EXPECT_EQ(fromView.Length(), 3U);
+    EXPECT_EQ(std::string_view(fromString), withNul);
+    EXPECT_EQ(std::string(fromView), withNul);
+    EXPECT_EQ(std::string_view(cow_String()), "");
+    EXPECT_EQ(cow_String(std::string_view()).Length(), 0U);
+
+    const cow_String copy = fromView;
+    const std::string_view view = copy; // a view of the shared text, no copy
+    EXPECT_EQ(view.data(), fromView.c_str());
+    EXPECT_EQ(copy.size(), 3U);
+    EXPECT_FALSE(copy.empty());
+    EXPECT_TRUE(cow_String().empty());
+    EXPECT_EQ(std::string(copy.begin(), copy.end()), withNul);
+}
+
+// The text ends at its first NUL in comparisons, as between strings.
+TEST(StringStandard, ComparesWithViewsAsWithText) {
+    const cow_String abc("abc");
+    const std::string abd = "abd";
+    EXPECT_TRUE(abc == std::string_view("abc") && std::string_view("abc") == abc);
+    EXPECT_TRUE(abc != abd && abc < abd && abd > abc && abc >= std::string("ab"));
+    EXPECT_TRUE(cow_String("\xc3") > std::string_view("z")); // unsigned bytes
+    const cow_String withNul(std::string_view("ab\0c", 4));
+    EXPECT_TRUE(withNul == std::string_view("ab"));
+    EXPECT_TRUE(withNul == cow_String("ab"));
+}
+
+TEST(StringStandard, KeysUnorderedMapsWithEqualStringsHashingAlike) {
+    std::unordered_map<cow_String, int> counts{{cow_String("one"), 1}};
+    counts[cow_String("two")] = 2;
+    cow_String again("on");
+    again.Append('e');
+    EXPECT_EQ(counts.at(again), 1);
+    EXPECT_EQ(std::hash<cow_String>{}(cow_String(std::string_view("two\0x", 5))),
+              std::hash<cow_String>{}(cow_String("two")));
+    EXPECT_EQ(counts.size(), 2U);
 }
 
 } // namespace
