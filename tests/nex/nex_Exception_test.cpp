@@ -1,9 +1,16 @@
 // Reports, rethrowing with the dynamic type, and cloning, for every class of the family.
+#include "ChildProcess.h"
+#include "TestPlatform.h"
 #include "nex_TestSupport.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
 #include <memory>
+#include <optional>
+#include <sstream>
 #include <typeinfo>
 
 namespace {
@@ -99,6 +106,37 @@ TEST(nex_ExitException, MessageWinsWhateverTheCode) {
     EXPECT_EQ(Str(nex_ExitException("", 0).AsString()), "Exit code: 0");
     EXPECT_EQ(Str(nex_ExitException("bye", 0).AsString()), "bye");
     EXPECT_EQ(nex_ExitException("bye", -3).ExitCode(), -3);
+}
+
+constexpr char uncaughtFileVariable[] = "VLT_TEST_UNCAUGHT_FILE";
+
+// The runtime ends the process at once when an exception leaves a function that may not throw.
+void RaiseWhereNothingMayLeave() noexcept {
+    nex_TextException("Solver diverged").Throw("nex/impl/nex_Solver", 7);
+}
+
+// The report comes first: the runtime's own words and the crash report follow it.
+TEST(nex_Uncaught, EndsTheProcessWithTheReportOnStandardError) {
+    std::optional<vlt::test::TempDirectory> directory;
+    if (!vlt::test::InRerunChild()) {
+        directory.emplace("vlt_uncaught");
+        vlt::test::SetEnvironment(uncaughtFileVariable, directory->PathOf("stderr.txt").c_str());
+    }
+    const int exitCode = vlt::test::RunInChild([] {
+        if (std::freopen(std::getenv(uncaughtFileVariable), "w", stderr) == nullptr) {
+            return 1;
+        }
+        RaiseWhereNothingMayLeave();
+        return 0;
+    });
+    vlt::test::SetEnvironment(uncaughtFileVariable, nullptr);
+    EXPECT_GT(exitCode, 1);
+    std::ostringstream text;
+    text << std::ifstream(directory->PathOf("stderr.txt")).rdbuf();
+    EXPECT_EQ(
+        text.str().rfind("Exception: Solver diverged in file nex/impl/nex_Solver at line 7\n", 0),
+        0U)
+        << text.str();
 }
 
 TEST(utl_CmdLineArgExceptions, KeepTheArgumentNameAsTheirText) {
