@@ -30,6 +30,7 @@
 #pragma once
 
 #include "cow_1DArray.h"
+#include "cow_List.h"
 #include "cow_Map.h"
 #include "cow_String.h"
 #include "thr_GlobalSingleton.h"
@@ -70,6 +71,9 @@ public:
     cow_String ConstGet(int i) const;
     // The number of raw arguments stored.
     int Size() const;
+    // The words that are neither options nor option values, in order: "prog wing.inp -n 2 out"
+    // gives "wing.inp" and "out".
+    cow_List<cow_String> PlainArguments() const;
 
 private:
     friend class thr_GlobalSingleton<utl_CommandLine>;
@@ -93,6 +97,7 @@ private:
     cow_Map<cow_String, cow_String> options;
     int32_t count = 0;
     cow_1DArrayList<cow_String, cow_String> raw;
+    cow_List<cow_String> plain;
 };
 
 // Flat entry points for numerical code that passes unterminated strings, each followed by its

@@ -90,6 +90,7 @@ void utl_CommandLine::SetArgs(int argc, char** argv) {
 void utl_CommandLine::SetArgsList(cow_1DArrayList<cow_String, cow_String> args) {
     count = static_cast<int32_t>(args.Length());
     raw = args;
+    plain.Clear();
     Parse(0);
 }
 
@@ -114,6 +115,8 @@ void utl_CommandLine::Parse(int first) {
         } else if (waiting) {
             options.Insert(pending, word);
             waiting = false;
+        } else {
+            plain.Append(word);
         }
     }
 }
@@ -179,6 +182,15 @@ cow_String utl_CommandLine::ConstGet(int i) const {
 int utl_CommandLine::Size() const {
     const ReadLock lock;
     return count;
+}
+
+cow_List<cow_String> utl_CommandLine::PlainArguments() const {
+    const ReadLock lock;
+    cow_List<cow_String> copies;
+    for (uint32_t i = 0; i < plain.Size(); ++i) {
+        copies.Append(Unshared(plain.ConstGet(i)));
+    }
+    return copies;
 }
 
 struct vlt::detail::utl_CommandLineSetter {
