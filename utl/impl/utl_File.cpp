@@ -3,9 +3,9 @@
 #include "utl_File.h"
 
 #include "crt_Assert.h"
-#include "nex_TextException.h"
 #include "omn_System.h"
 #include "utl_FilePlatform.h"
+#include "utl_SystemError.h"
 
 #include <cerrno>
 #include <cmath>
@@ -19,22 +19,13 @@ using vlt::detail::FileOpenMode;
 namespace {
 
 constexpr char filePath[] = "utl/impl/utl_File";
-constexpr std::size_t messageCapacity = 1024;
-
 // The helpers' default line is their caller's (__builtin_LINE, which GCC and Clang share).
 [[noreturn]] void Raise(const char* text, int line) {
-    nex_TextException(text).Throw(filePath, line);
+    vlt::detail::RaiseText(text, filePath, line);
 }
 
 [[noreturn]] void RaiseSystemError(const char* context, int error, int line = __builtin_LINE()) {
-    char system[messageCapacity / 4];
-    vlt::detail::SystemMessage(error, system, sizeof system);
-    char text[messageCapacity];
-    // A longer text is cut at the end of the buffer.
-    if (std::snprintf(text, sizeof text, "%s: %s", context, system) < 0) {
-        text[0] = '\0';
-    }
-    Raise(text, line);
+    vlt::detail::RaiseSystemError(context, error, filePath, line);
 }
 
 void Check(bool succeeded, const char* context, int line = __builtin_LINE()) {
