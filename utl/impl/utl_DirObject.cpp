@@ -106,7 +106,7 @@ struct Walk {
             return true;
         }
         Listing listing{&pattern, {}, {}};
-        if (!vlt::detail::DirectoryList(directory.PathName().c_str(), &Collect, &listing)) {
+        if (!vlt::detail::DirectoryList(directory.PathName().c_str(), false, &Collect, &listing)) {
             return false;
         }
         for (const utl_DirEntry& entry : listing.entries) {
@@ -129,7 +129,7 @@ bool utl_DirObject::Exists() const {
 
 std::vector<utl_DirEntry> utl_DirObject::Entries(const cow_String& pattern) const {
     Listing listing{&pattern, {}, {}};
-    if (!vlt::detail::DirectoryList(m_Path.PathName().c_str(), &Collect, &listing)) {
+    if (!vlt::detail::DirectoryList(m_Path.PathName().c_str(), true, &Collect, &listing)) {
         RaiseFor("utl_DirObject::Entries", m_Path);
     }
     std::sort(listing.entries.begin(), listing.entries.end(), ByName);
@@ -142,9 +142,10 @@ cow_List<utl_FilePath> utl_DirObject::Matches(const cow_String& pattern, bool re
         RaiseFor("utl_DirObject::Matches", m_Path);
     }
     std::sort(walk.found.begin(), walk.found.end());
+    // Built from the back: the list links forwards only, so appending walks its whole length.
     cow_List<utl_FilePath> matches;
-    for (const cow_String& path : walk.found) {
-        matches.Append(utl_FilePath(path));
+    for (auto path = walk.found.rbegin(); path != walk.found.rend(); ++path) {
+        matches.Prepend(utl_FilePath(*path));
     }
     return matches;
 }

@@ -21,9 +21,11 @@ struct EntryFacts {
 };
 
 // Calls `visit` for every entry of `directory` but "." and ".."; false when the directory
-// cannot be read (the visits made before a failure stand).
+// cannot be read (the visits made before a failure stand). Without `allFacts` only the kind and
+// leadsToDirectory are sure (size and time may be 0), which spares a query per entry where the
+// listing itself tells the kind.
 using EntryVisitor = void (*)(void* state, const char* name, const EntryFacts& facts);
-bool DirectoryList(const char* directory, EntryVisitor visit, void* state);
+bool DirectoryList(const char* directory, bool allFacts, EntryVisitor visit, void* state);
 
 // What the directory at `path` is, links followed: equal identities are one directory.
 struct DirectoryIdentity {

@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <optional>
 
 namespace vlt::detail {
 namespace {
@@ -27,9 +28,44 @@ bool IsDotOrDotDot(const char* name) {
     return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
 }
 
+// What the listing itself tells, where the file system fills it in.
+std::optional<EntryKind> KindFromListing(unsigned char type) {
+    switch (type) {
+    case DT_REG:
+        return EntryKind::File;
+    case DT_DIR:
+        return EntryKind::Directory;
+    case DT_UNKNOWN:
+    case DT_LNK:
+        return std::nullopt; // a link must be followed to know where it leads
+    default:
+        return EntryKind::Other;
+    }
+}
+
+// False when the entry went away since it was listed.
+bool Examine(int directory, const char* name, std::optional<EntryKind> listed, bool allFacts,
+             EntryFacts& facts) {
+    if (listed && !allFacts) {
+        facts.kind = *listed;
+        facts.leadsToDirectory = *listed == EntryKind::Directory;
+        return true;
+    }
+    struct stat own {};
+    if (fstatat(directory, name, &own, AT_SYMLINK_NOFOLLOW) != 0) {
+        return false;
+    }
+    struct stat target {};
+    facts = {KindOf(own.st_mode), own.st_size, own.st_mtim.tv_sec,
+             S_ISDIR(own.st_mode) ||
+                 (S_ISLNK(own.st_mode) && fstatat(directory, name, &target, 0) == 0 &&
+                  S_ISDIR(target.st_mode))};
+    return true;
+}
+
 } // namespace
 
-bool DirectoryList(const char* directory, EntryVisitor visit, void* state) {
+bool DirectoryList(const char* directory, bool allFacts, EntryVisitor visit, void* state) {
     DIR* const listing = opendir(directory);
     if (listing == nullptr) {
         return false;
@@ -37,18 +73,11 @@ bool DirectoryList(const char* directory, EntryVisitor visit, void* state) {
     const int descriptor = dirfd(listing);
     errno = 0;
     while (const dirent* entry = readdir(listing)) {
-        struct stat own {};
-        if (IsDotOrDotDot(entry->d_name) ||
-            fstatat(descriptor, entry->d_name, &own, AT_SYMLINK_NOFOLLOW) != 0) {
-            continue; // gone since it was listed
+        EntryFacts facts{};
+        if (!IsDotOrDotDot(entry->d_name) &&
+            Examine(descriptor, entry->d_name, KindFromListing(entry->d_type), allFacts, facts)) {
+            visit(state, entry->d_name, facts);
         }
-        struct stat target {};
-        const bool leadsToDirectory =
-            S_ISDIR(own.st_mode) ||
-            (S_ISLNK(own.st_mode) && fstatat(descriptor, entry->d_name, &target, 0) == 0 &&
-             S_ISDIR(target.st_mode));
-        visit(state, entry->d_name,
-              {KindOf(own.st_mode), own.st_size, own.st_mtim.tv_sec, leadsToDirectory});
         errno = 0;
     }
     const int failure = errno;
