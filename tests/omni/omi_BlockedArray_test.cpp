@@ -125,14 +125,17 @@ TEST(BlockedArrayIteration, VisitsTheCellsOfMadeBlocksInIndexOrder) {
     static_assert(std::forward_iterator<omi_BlockedArray<double>::iterator>);
     omi_BlockedArray<int> array(2, 2);
     array.SetCell(13, 5);
+    array.SetCell(6, 9);
     array.SetCell(1, 7);
     std::vector<std::pair<unsigned, int>> walked;
     for (auto [index, value] : array) {
         walked.emplace_back(index, value);
         value += 1;
     }
-    EXPECT_EQ(walked, (std::vector<std::pair<unsigned, int>>{
-                          {0, 0}, {1, 7}, {2, 0}, {3, 0}, {12, 0}, {13, 5}, {14, 0}, {15, 0}}));
+    const std::vector<std::pair<unsigned, int>> madeBlocks{{0, 0},  {1, 7},  {2, 0},  {3, 0},
+                                                           {4, 0},  {5, 0},  {6, 9},  {7, 0},
+                                                           {12, 0}, {13, 5}, {14, 0}, {15, 0}};
+    EXPECT_EQ(walked, madeBlocks);
     EXPECT_EQ(array.GetCell(13), 6);
     const omi_BlockedArray<int> empty(2, 2);
     EXPECT_EQ(empty.begin(), empty.end());
