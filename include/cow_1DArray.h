@@ -17,6 +17,11 @@
 // Reading with `PartialArrayConstGet` never un-shares, but it makes a missing block in place,
 // even in a shared table: arrays that share storage belong to one thread at a time, readers
 // included. Counters are plain integers.
+//
+// `begin()`/`end()` walk the elements a block's run at a time. Those of a const array or list
+// read as `PartialArrayConstGet` does (never un-sharing); those of a non-const one hand out
+// writable elements and un-share the table once and each shared block once, when the walk
+// enters it, never per element.
 #pragma once
 
 #include "cow_List.h"
@@ -24,6 +29,7 @@
 #include "cow_String.h"
 #include "crt_Assert.h"
 #include "vlt_Export.h"
+#include "vlt_Iterator.h"
 
 #include <algorithm>
 #include <bit>
@@ -31,8 +37,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <initializer_list>
 #include <memory>
 #include <new>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -119,15 +127,75 @@ private:
     std::unique_ptr<T[]> data;
 };
 
+namespace vlt::detail {
+// Where a standard iterator of a blocked array stands: an element of the run of one block that
+// the walk has entered, the run ending at the block's end or at the length. Entering a run is
+// the one access per block that reads (or un-shares) through the array; the elements of the
+// run are then reached by pointer.
+template <class T, bool Writable>
+class cow_1DArrayCursor {
+    using Array = std::conditional_t<Writable, cow_1DArray<T>, const cow_1DArray<T>>;
+    using Element = std::conditional_t<Writable, T, const T>;
+
+public:
+    cow_1DArrayCursor() = default;
+    // The first `count` elements of array, which holds at least that many.
+    cow_1DArrayCursor(Array& array_, uint64_t count) : array(&array_), length(count) { Enter(0); }
+
+    Element& Read() const { return *element; }
+    void Advance() {
+        if (++element == runEnd) {
+            Enter(runNext);
+        }
+    }
+    bool operator==(const cow_1DArrayCursor& other) const { return element == other.element; }
+
+private:
+    // Runs start at whole blocks, so a run is the rest of the block or of the length.
+    void Enter(uint64_t start) {
+        if (start >= length) {
+            element = runEnd = nullptr;
+            return;
+        }
+        const auto index = static_cast<unsigned>(start);
+        if constexpr (Writable) {
+            element = &array->Get(index);
+        } else {
+            element = &array->PartialArrayConstGet(index);
+        }
+        runNext = std::min<uint64_t>(start + array->BlockSize(), length);
+        runEnd = element + (runNext - start);
+    }
+
+    Array* array = nullptr;
+    uint64_t length = 0;
+    Element* element = nullptr;
+    Element* runEnd = nullptr;
+    uint64_t runNext = 0;
+};
+} // namespace vlt::detail
+
 template <class T>
 class cow_1DArray {
 public:
     using Block = cow_1DArrayBlock<T>;
+    using value_type = T;
+    using size_type = std::size_t;
+    using iterator = vlt::detail::vlt_ForwardIterator<vlt::detail::cow_1DArrayCursor<T, true>>;
+    using const_iterator =
+        vlt::detail::vlt_ForwardIterator<vlt::detail::cow_1DArrayCursor<T, false>>;
 
     // One table entry and no block size yet.
     cow_1DArray() : cow_1DArray(1, 0) {}
     explicit cow_1DArray(unsigned blockSize) : cow_1DArray(1, blockSize) {}
     cow_1DArray(unsigned blockCount, unsigned blockSize);
+    // One block of exactly the elements given, so that the length is their number.
+    cow_1DArray(std::initializer_list<T> items)
+        : cow_1DArray(1, static_cast<unsigned>(items.size())) {
+        if (items.size() != 0) {
+            std::copy(items.begin(), items.end(), &Get(0));
+        }
+    }
     cow_1DArray(const cow_1DArray& other) noexcept
         : blockCount(other.blockCount), blockSize(other.blockSize), tableCount(other.tableCount),
           table(other.table) {
@@ -141,6 +209,20 @@ public:
     unsigned BlockSize() const { return blockSize; }
     // Block size times block count: always whole blocks.
     uint64_t Length() const { return static_cast<uint64_t>(blockSize) * blockCount; }
+    size_type size() const { return static_cast<size_type>(Length()); }
+    bool empty() const { return Length() == 0; }
+
+    // Elements past the 2^32 that an unsigned index reaches are left out.
+    const_iterator begin() const {
+        return const_iterator(vlt::detail::cow_1DArrayCursor<T, false>(*this, Addressable()));
+    }
+    const_iterator end() const { return {}; }
+    const_iterator cbegin() const { return begin(); }
+    const_iterator cend() const { return end(); }
+    iterator begin() {
+        return iterator(vlt::detail::cow_1DArrayCursor<T, true>(*this, Addressable()));
+    }
+    iterator end() { return {}; }
     // The number of arrays sharing this array's block table.
     int32_t TableReferences() const { return *tableCount; }
     // The block at a table entry; null when it was never made or the entry is out of range.
@@ -197,6 +279,8 @@ public:
     static pnt_PrettyPrint& PrintData(pnt_PrettyPrint& pp, const void* array);
 
 private:
+    uint64_t Addressable() const { return std::min<uint64_t>(Length(), uint64_t{UINT32_MAX} + 1); }
+
     // The table entry of an element, for the inline accesses. Only power-of-two block sizes,
     // the common case, take this path: they need a shift and a mask, not a division. Null for
     // other sizes, outside the table and for a block not made yet; the out-of-line accesses
@@ -243,7 +327,18 @@ private:
 template <class T, class A>
 class cow_1DArrayList {
 public:
+    using value_type = T;
+    using size_type = std::size_t;
+    using iterator = typename cow_1DArray<T>::iterator;
+    using const_iterator = typename cow_1DArray<T>::const_iterator;
+
     cow_1DArrayList() = default;
+    // The elements in the order given, over an array of the default block size.
+    cow_1DArrayList(std::initializer_list<T> items) {
+        for (const T& item : items) {
+            Append(item);
+        }
+    }
     // The first `length` elements of C_arr, copied a block at a time into an array of the
     // given shape. A block size of 0 takes the default size.
     cow_1DArrayList(const A* C_arr, unsigned length, unsigned blockCount, unsigned blockSize);
@@ -252,7 +347,18 @@ public:
     ~cow_1DArrayList() = default;
 
     unsigned Length() const { return length; }
+    size_type size() const { return length; }
+    bool empty() const { return length == 0; }
     const cow_1DArray<T>& Storage() const { return storage; }
+
+    const_iterator begin() const {
+        return const_iterator(vlt::detail::cow_1DArrayCursor<T, false>(storage, length));
+    }
+    const_iterator end() const { return {}; }
+    const_iterator cbegin() const { return begin(); }
+    const_iterator cend() const { return end(); }
+    iterator begin() { return iterator(vlt::detail::cow_1DArrayCursor<T, true>(storage, length)); }
+    iterator end() { return {}; }
 
     // An index past the end is reported and reads a value-initialised element.
     const T& ConstGet(unsigned index) const {

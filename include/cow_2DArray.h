@@ -8,6 +8,10 @@
 // Comparison compares the elements even when both tables share one representation, so a float
 // or double table holding a NaN is unequal to itself. Counters are plain integers: tables that
 // share a representation belong to one thread at a time.
+//
+// The standard iterators are pointers over every element in row-major order. Those of a const
+// table read the shared block; those of a non-const table un-share it once, when `begin()` or
+// `end()` is first called, and stay valid until the table is copied or assigned.
 #pragma once
 
 #include "cow_CountedHld.h"
@@ -72,6 +76,11 @@ class cow_2DArray {
     using Rep = cow_2DArrayRep<T>;
 
 public:
+    using value_type = T;
+    using size_type = std::size_t;
+    using iterator = T*;
+    using const_iterator = const T*;
+
     cow_2DArray() : rep(new Rep(0, 0)) {}
     // Every element is written with init, row by row.
     cow_2DArray(int rows, int columns, const T& init) : rep(new Rep(rows, columns)) {
@@ -84,9 +93,19 @@ public:
 
     int Rows() const { return rep->rows; }
     int Columns() const { return rep->columns; }
+    // The number of elements, rows times columns.
+    size_type size() const { return rep->Count(); }
+    bool empty() const { return rep->Count() == 0; }
     // The elements in row-major order, or null for an empty table; valid until the next
     // write through this handle.
     const T* ConstData() const { return rep->data.get(); }
+
+    const T* begin() const { return ConstData(); }
+    const T* end() const { return ConstData() + rep->Count(); }
+    const T* cbegin() const { return begin(); }
+    const T* cend() const { return end(); }
+    T* begin() { return rep.Get().data.get(); }
+    T* end() { return begin() + rep->Count(); }
 
     // A position outside the table is reported; the read then sees a value-initialised
     // element.

@@ -12,7 +12,10 @@
 // therefore only loosely balanced, though its height stays logarithmic in practice.
 //
 // An iterator walks the tree it was made from in place, in ascending or descending key order;
-// changing the tree invalidates it. Counters are plain integers: trees that share nodes belong
+// changing the tree invalidates it. The standard iterators (`begin()`/`end()`) walk in ascending
+// order and read each entry as a pair of its key and value: those of a const tree copy nothing,
+// those of a non-const tree hand out writable values and make each shared node private when the
+// walk reaches it. Counters are plain integers: trees that share nodes belong
 // to one thread at a time.
 //
 // After a broken precondition has been reported the operation stops safely: a lookup of an
@@ -25,11 +28,15 @@
 #include "cow_String.h"
 #include "crt_Assert.h"
 #include "vlt_Export.h"
+#include "vlt_Iterator.h"
 
 #include <compare>
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <memory>
+#include <type_traits>
+#include <vector>
 
 namespace vlt::detail {
 inline constexpr char cow_BtreePath[] = "include/cow_Btree";
@@ -54,6 +61,9 @@ inline void cow_BtreePrefetch(const void* p) {
 // Lets the tests reach the root and the nodes.
 template <class K, class V>
 struct cow_BtreeInternals;
+
+template <class K, class V, bool Writable>
+class cow_BtreeCursor;
 } // namespace vlt::detail
 
 template <class K, class V>
@@ -98,6 +108,8 @@ public:
 private:
     friend class cow_Btree<K, V>;
     friend class cow_BtreeIterator<K, V>;
+    friend class vlt::detail::cow_BtreeCursor<K, V, false>;
+    friend class vlt::detail::cow_BtreeCursor<K, V, true>;
 
     // The temporary parent of the root during a removal: no key of its own.
     explicit cow_BtreeNode(const V& v) : value(v) {}
@@ -140,22 +152,80 @@ private:
     int32_t height = 0;
 };
 
+namespace vlt::detail {
+// Where a standard iterator of a tree stands: the top of a stack of the nodes still to visit,
+// the current node and those of its ancestors that come after it. A writable cursor makes each
+// node private when it is pushed, through the handle that holds it.
+template <class K, class V, bool Writable>
+class cow_BtreeCursor {
+    using Node = std::conditional_t<Writable, cow_BtreeNode<K, V>, const cow_BtreeNode<K, V>>;
+    using Handle = std::conditional_t<Writable, typename cow_BtreeNode<K, V>::Handle,
+                                      const typename cow_BtreeNode<K, V>::Handle>;
+
+public:
+    cow_BtreeCursor() = default;
+    explicit cow_BtreeCursor(Handle* root) { PushSmallerPath(root); }
+
+    vlt_Entry<K, std::conditional_t<Writable, V, const V>> Read() const {
+        return {pending.back()->key, pending.back()->value};
+    }
+    void Advance() {
+        Node* visited = pending.back();
+        pending.pop_back();
+        PushSmallerPath(visited->larger);
+    }
+    bool operator==(const cow_BtreeCursor& other) const { return Top() == other.Top(); }
+
+private:
+    Node* Top() const { return pending.empty() ? nullptr : pending.back(); }
+    void PushSmallerPath(Handle* handle) {
+        for (; handle != nullptr; handle = pending.back()->smaller) {
+            if constexpr (Writable) {
+                pending.push_back(&handle->Get());
+            } else {
+                pending.push_back(handle->ConstPtr());
+            }
+        }
+    }
+
+    std::vector<Node*> pending;
+};
+} // namespace vlt::detail
+
 template <class K, class V>
 class cow_Btree {
     using Node = cow_BtreeNode<K, V>;
     using Handle = typename Node::Handle;
 
 public:
+    using key_type = K;
+    using mapped_type = V;
+    using size_type = std::size_t;
+    using iterator = vlt::detail::vlt_ForwardIterator<vlt::detail::cow_BtreeCursor<K, V, true>>;
+    using const_iterator =
+        vlt::detail::vlt_ForwardIterator<vlt::detail::cow_BtreeCursor<K, V, false>>;
+
     cow_Btree() = default;
     cow_Btree(const cow_Btree& other)
-        : root(CopyRoot(other.root)), size(other.size), value(other.value) {}
+        : root(CopyRoot(other.root)), entryCount(other.entryCount), value(other.value) {}
     cow_Btree& operator=(const cow_Btree& other);
     ~cow_Btree() { delete root; }
 
     // A new heap copy, owned by the caller.
     cow_Btree* Copy() const { return new cow_Btree(*this); }
 
-    uint32_t Size() const { return size; }
+    uint32_t Size() const { return entryCount; }
+    size_type size() const { return entryCount; }
+    bool empty() const { return entryCount == 0; }
+
+    const_iterator begin() const {
+        return const_iterator(vlt::detail::cow_BtreeCursor<K, V, false>(root));
+    }
+    const_iterator end() const { return {}; }
+    const_iterator cbegin() const { return begin(); }
+    const_iterator cend() const { return end(); }
+    iterator begin() { return iterator(vlt::detail::cow_BtreeCursor<K, V, true>(root)); }
+    iterator end() { return {}; }
     // Adds the entry unless the key is present, whose value is then kept.
     bool Insert(const K& k, const V& v);
     // Like every write, makes private the path it walks, even when k turns out to be absent.
@@ -189,7 +259,7 @@ private:
     }
 
     Handle* root = nullptr;
-    uint32_t size = 0;
+    uint32_t entryCount = 0;
     // Read in place of a missing value, and the value of the temporary parent in Remove.
     V value{};
 };
@@ -434,7 +504,7 @@ cow_Btree<K, V>& cow_Btree<K, V>::operator=(const cow_Btree& other) {
     Handle* copied = CopyRoot(other.root);
     delete root;
     root = copied;
-    size = other.size;
+    entryCount = other.entryCount;
     value = other.value;
     return *this;
 }
@@ -443,13 +513,13 @@ template <class K, class V>
 bool cow_Btree<K, V>::Insert(const K& k, const V& v) {
     if (root == nullptr) {
         root = Node::NewLeaf(k, v);
-        size = 1;
+        entryCount = 1;
         return true;
     }
     if (!root->Get().Insert(k, v)) {
         return false;
     }
-    ++size;
+    ++entryCount;
     Node::Rebalance(root);
     return true;
 }
@@ -466,7 +536,7 @@ bool cow_Btree<K, V>::Remove(const K& k) {
     root = parent.smaller;
     parent.smaller = nullptr;
     if (removed) {
-        --size;
+        --entryCount;
         if (root != nullptr) {
             Node::Rebalance(root);
         }

@@ -7,6 +7,10 @@
 // Comparison compares the elements even when both arrays share one representation, so a
 // float or double array holding a NaN is unequal to itself. Counters are plain integers:
 // arrays that share a representation belong to one thread at a time.
+//
+// The elements are contiguous, so the standard iterators are plain pointers. Those of a const
+// array read the shared block; those of a non-const array un-share it once, when `begin()` or
+// `end()` is first called, and stay valid until the array is copied or assigned.
 #pragma once
 
 #include "cow_CountedHld.h"
@@ -17,7 +21,9 @@
 #include "vlt_Export.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 
 namespace vlt::detail {
@@ -61,7 +67,17 @@ class cow_FixedArray {
     using Rep = cow_FixedArrayRep<T>;
 
 public:
+    using value_type = T;
+    using size_type = std::size_t;
+    using iterator = T*;
+    using const_iterator = const T*;
+
     cow_FixedArray() : rep(new Rep(0)) {}
+    // As long as the list, with its elements in order.
+    cow_FixedArray(std::initializer_list<T> items)
+        : rep(new Rep(static_cast<int32_t>(items.size()))) {
+        std::copy(items.begin(), items.end(), rep.Get().data.get());
+    }
     // Every element is written with init, from index 0 upwards.
     cow_FixedArray(int length, const T& init) : rep(new Rep(length)) {
         for (int index = 0; index < Length(); ++index) {
@@ -70,6 +86,15 @@ public:
     }
 
     int Length() const { return rep->length; }
+    size_type size() const { return static_cast<size_type>(Length()); }
+    bool empty() const { return Length() == 0; }
+
+    const T* begin() const { return ConstData(); }
+    const T* end() const { return ConstData() + Length(); }
+    const T* cbegin() const { return begin(); }
+    const T* cend() const { return end(); }
+    T* begin() { return rep.Get().data.get(); }
+    T* end() { return begin() + Length(); }
     // The elements in order; valid until the next write through this handle.
     const T* ConstData() const { return rep->data.get(); }
 

@@ -9,6 +9,11 @@
 // Equality, search and sorting exist only for element types that have `==` (and `<` for
 // sorting). Counters are plain integers: lists that share nodes belong to one thread at a time.
 //
+// `begin()`/`end()` of a const list read the nodes in place and copy nothing. Those of a
+// non-const list hand out writable elements: the walk makes each shared node private when it
+// reaches it (a node copied once, never per access), so the list stops sharing the nodes it
+// walked through with its copies.
+//
 // After a broken precondition has been reported the operation stops safely: reads out of range
 // see a value-initialised element, out-of-range inserts insert nothing.
 #pragma once
@@ -17,11 +22,15 @@
 #include "cow_String.h"
 #include "crt_Assert.h"
 #include "vlt_Export.h"
+#include "vlt_Iterator.h"
 
 #include <cmath>
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <initializer_list>
+#include <type_traits>
 #include <vector>
 
 namespace vlt::detail {
@@ -63,6 +72,10 @@ inline int cow_ListOrder(float a, float b) {
 // Lets the tests reach the checks that guard against an inconsistent list.
 template <class T>
 struct cow_ListInternals;
+
+// Where a standard iterator of a list stands: a node, or none at the end.
+template <class T, bool Writable>
+class cow_ListCursor;
 } // namespace vlt::detail
 
 template <class T>
@@ -106,10 +119,42 @@ private:
     friend class cow_ListIter<T>;
     friend class vlt::detail::cow_ListEquality<T>;
     friend class vlt::detail::cow_ListCompare<T>;
+    friend class vlt::detail::cow_ListCursor<T, false>;
+    friend class vlt::detail::cow_ListCursor<T, true>;
 
     T element;
     Link next;
 };
+
+namespace vlt::detail {
+// A writable cursor makes each node private on arrival, through the link that holds it, so that
+// the element it hands out belongs to this list alone.
+template <class T, bool Writable>
+class cow_ListCursor {
+    using Node = std::conditional_t<Writable, cow_ListNode<T>, const cow_ListNode<T>>;
+    using Link = std::conditional_t<Writable, typename cow_ListNode<T>::Link,
+                                    const typename cow_ListNode<T>::Link>;
+
+public:
+    cow_ListCursor() = default;
+    explicit cow_ListCursor(Link& link) : node(Reach(link)) {}
+
+    auto& Read() const { return node->element; }
+    void Advance() { node = Reach(node->next); }
+    bool operator==(const cow_ListCursor&) const = default;
+
+private:
+    static Node* Reach(Link& link) {
+        if constexpr (Writable) {
+            return link.HasValue() ? &link.Get() : nullptr;
+        } else {
+            return link.ConstPtr();
+        }
+    }
+
+    Node* node = nullptr;
+};
+} // namespace vlt::detail
 
 template <class T>
 class cow_List : public vlt::detail::cow_ListEquality<T>, public vlt::detail::cow_ListCompare<T> {
@@ -117,17 +162,35 @@ class cow_List : public vlt::detail::cow_ListEquality<T>, public vlt::detail::co
     using Link = typename Node::Link;
 
 public:
+    using value_type = T;
+    using size_type = std::size_t;
+    using iterator = vlt::detail::vlt_ForwardIterator<vlt::detail::cow_ListCursor<T, true>>;
+    using const_iterator = vlt::detail::vlt_ForwardIterator<vlt::detail::cow_ListCursor<T, false>>;
+
     cow_List() = default;
+    // The elements in the order given.
+    cow_List(std::initializer_list<T> items);
     cow_List(const cow_List&) = default;
     // Releasing the old chain here cascades node by node, unlike Clear (as published).
     cow_List& operator=(const cow_List& other) {
-        size = other.size;
+        elementCount = other.elementCount;
         first = other.first;
         return *this;
     }
     ~cow_List() { ReleaseUnsharedHead(); }
 
-    uint32_t Size() const { return size; }
+    uint32_t Size() const { return elementCount; }
+    size_type size() const { return elementCount; }
+    bool empty() const { return elementCount == 0; }
+
+    const_iterator begin() const {
+        return const_iterator(vlt::detail::cow_ListCursor<T, false>(first));
+    }
+    const_iterator end() const { return {}; }
+    const_iterator cbegin() const { return begin(); }
+    const_iterator cend() const { return end(); }
+    iterator begin() { return iterator(vlt::detail::cow_ListCursor<T, true>(first)); }
+    iterator end() { return {}; }
 
     cow_List& Clear();
     cow_List& Append(const T& x);
@@ -152,7 +215,7 @@ private:
         return missing;
     }
 
-    uint32_t size = 0;
+    uint32_t elementCount = 0;
     Link first;
 };
 
@@ -163,11 +226,11 @@ class cow_ListEquality<T, true> {
     using Link = typename cow_ListNode<T>::Link;
 
 public:
-    bool IsMember(const T& x) const { return IndexOf(x) < Self().size; }
+    bool IsMember(const T& x) const { return IndexOf(x) < Self().elementCount; }
     // The index of the first element equal to x, or -1.
     int Position(const T& x) const {
         const uint32_t index = IndexOf(x);
-        return index < Self().size ? static_cast<int>(index) : -1;
+        return index < Self().elementCount ? static_cast<int>(index) : -1;
     }
     // Removes the first element equal to x, if any.
     List& Remove(const T& x);
@@ -240,12 +303,23 @@ private:
 // to this list. An index past the end is reported and clipped to the end link.
 template <class T>
 typename cow_List<T>::Link& cow_List<T>::GetNode(unsigned index) {
-    CRT_CHECK(!(index > size), "!(index > size)", vlt::detail::cow_ListPath);
+    CRT_CHECK(!(index > elementCount), "!(index > size)", vlt::detail::cow_ListPath);
     Link* link = &first;
     for (unsigned step = 0; step < index && link->HasValue(); ++step) {
         link = &link->Get().next;
     }
     return *link;
+}
+
+// Built front to back through a private tail link.
+template <class T>
+cow_List<T>::cow_List(std::initializer_list<T> items) {
+    Link* tail = &first;
+    for (const T& item : items) {
+        *tail = new Node(item);
+        tail = &tail->Get().next;
+    }
+    elementCount = static_cast<uint32_t>(items.size());
 }
 
 template <class T>
@@ -263,10 +337,10 @@ const cow_ListNode<T>* cow_List<T>::NodeAt(uint32_t index) const {
 // with its other holders, and walking further would only move their counts up and down again.
 template <class T>
 void cow_List<T>::ReleaseUnsharedHead() {
-    while (size > 0 && first.HasValue() && first.References() == 1) {
+    while (elementCount > 0 && first.HasValue() && first.References() == 1) {
         const Link successor(first->next);
         first = successor;
-        --size;
+        --elementCount;
     }
 }
 
@@ -276,7 +350,7 @@ cow_List<T>& cow_List<T>::Clear() {
     if (first.HasValue()) {
         first = Link();
     }
-    size = 0;
+    elementCount = 0;
     return *this;
 }
 
@@ -284,8 +358,8 @@ cow_List<T>& cow_List<T>::Clear() {
 // the other lists and gives this one a fresh counter.
 template <class T>
 cow_List<T>& cow_List<T>::Append(const T& x) {
-    GetNode(size) = new Node(x);
-    ++size;
+    GetNode(elementCount) = new Node(x);
+    ++elementCount;
     return *this;
 }
 
@@ -294,36 +368,36 @@ cow_List<T>& cow_List<T>::Append(const T& x) {
 template <class T>
 cow_List<T>& cow_List<T>::Append(const cow_List& other) {
     const cow_List appended(other);
-    GetNode(size) = appended.first;
-    size += appended.size;
+    GetNode(elementCount) = appended.first;
+    elementCount += appended.elementCount;
     return *this;
 }
 
 template <class T>
 cow_List<T>& cow_List<T>::Prepend(const T& x) {
     first = new Node(x, first);
-    ++size;
+    ++elementCount;
     return *this;
 }
 
 template <class T>
 cow_List<T>& cow_List<T>::InsertAfter(long index, const T& x) {
-    const bool inRange = (index >= 0) && (static_cast<uint64_t>(index) < size);
+    const bool inRange = (index >= 0) && (static_cast<uint64_t>(index) < elementCount);
     CRT_CHECK(inRange, "(index<size) && (index>=0)", vlt::detail::cow_ListPath);
     if (!inRange) {
         return *this;
     }
     Node& node = GetNode(static_cast<unsigned>(index)).Get();
     node.next = new Node(x, node.next);
-    ++size;
+    ++elementCount;
     return *this;
 }
 
 template <class T>
 const T& cow_List<T>::ConstGet(unsigned index) const {
-    CRT_CHECK(!((!first.HasValue()) || (index >= size)),
+    CRT_CHECK(!((!first.HasValue()) || (index >= elementCount)),
               "!((!first.HasValue()) || (index >= size))", vlt::detail::cow_ListPath);
-    const Node* node = index < size ? NodeAt(index) : nullptr;
+    const Node* node = index < elementCount ? NodeAt(index) : nullptr;
     return node != nullptr ? node->element : Missing();
 }
 
@@ -337,7 +411,7 @@ uint32_t cow_ListEquality<T, true>::IndexOf(const T& x) const {
             return index;
         }
     }
-    return Self().size;
+    return Self().elementCount;
 }
 
 template <class T>
@@ -356,7 +430,7 @@ cow_List<T>& cow_ListEquality<T, true>::Remove(const T& x) {
     }
     const Link successor(curr->Get().next);
     *curr = successor;
-    --list.size;
+    --list.elementCount;
     return list;
 }
 
@@ -366,7 +440,7 @@ bool cow_ListEquality<T, true>::IsEqual(const List& other) const {
     if (!list.first.HasValue() && !other.first.HasValue()) {
         return true;
     }
-    if (list.size != other.size) {
+    if (list.elementCount != other.elementCount) {
         return false;
     }
     const Link* mine = &list.first;
@@ -393,7 +467,7 @@ cow_List<T> cow_ListEquality<T, true>::operator-(const List& other) const {
         if (!other.IsMember((*link)->element)) {
             *tail = new cow_ListNode<T>((*link)->element);
             tail = &tail->Get().next;
-            ++result.size;
+            ++result.elementCount;
         }
     }
     return result;
@@ -405,17 +479,17 @@ cow_List<T> cow_ListEquality<T, true>::operator-(const List& other) const {
 template <class T>
 cow_List<T>& cow_ListCompare<T, true>::Sort() {
     List& list = static_cast<List&>(*this);
-    if (list.size < 2) {
+    if (list.elementCount < 2) {
         return list;
     }
     CRT_CHECK(list.first.HasValue(), "first.HasValue()", cow_ListComparePath);
     if (!list.first.HasValue()) {
-        list.size = 0;
+        list.elementCount = 0;
         return list;
     }
     std::vector<Link> detached;
-    detached.reserve(list.size);
-    while (detached.size() < list.size && list.first.HasValue()) {
+    detached.reserve(list.elementCount);
+    while (detached.size() < list.elementCount && list.first.HasValue()) {
         detached.push_back(list.first);
         list.first = detached.back()->next;
         detached.back().Get().next = nullptr;
@@ -430,7 +504,7 @@ cow_List<T>& cow_ListCompare<T, true>::Sort() {
         (*entry)->Get().next = list.first;
         list.first = **entry;
     }
-    list.size = static_cast<uint32_t>(detached.size());
+    list.elementCount = static_cast<uint32_t>(detached.size());
     return list;
 }
 } // namespace vlt::detail

@@ -10,6 +10,11 @@
 // `cow_ConstMapIterator` walks a snapshot in tree order (fast, order unspecified to users);
 // `cow_ConstMapSortedIt` walks it sorted by key. `cow_MapUtils` lists keys and values.
 //
+// `begin()`/`end()` walk the map itself in the same tree order, reading each entry as a pair of
+// its key and value. Those of a const map copy nothing; those of a non-const map hand out
+// writable values and make each shared node private when the walk reaches it, so that one walk
+// un-shares the map once.
+//
 // Counters are plain integers: maps that share nodes belong to one thread at a time.
 //
 // After a broken precondition has been reported the operation stops safely: a lookup of an
@@ -23,11 +28,15 @@
 #include "cow_String.h"
 #include "crt_Assert.h"
 #include "vlt_Export.h"
+#include "vlt_Iterator.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <initializer_list>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace vlt::detail {
@@ -135,18 +144,88 @@ cow_MapNode<K, V>::~cow_MapNode() {
     }
 }
 
+namespace vlt::detail {
+// Where a standard iterator of a map stands: a node in tree order (the order of
+// `cow_ConstMapIterator`), with the 1-branch subtrees still to visit waiting on a stack.
+// A writable cursor makes each node private on arrival, through the link that holds it.
+template <class K, class V, bool Writable>
+class cow_MapCursor {
+    using Node = std::conditional_t<Writable, cow_MapNode<K, V>, const cow_MapNode<K, V>>;
+    using Link = std::conditional_t<Writable, typename cow_MapNode<K, V>::Link,
+                                    const typename cow_MapNode<K, V>::Link>;
+
+public:
+    cow_MapCursor() = default;
+    explicit cow_MapCursor(Link& root) : node(Reach(root)) {}
+
+    vlt_Entry<K, std::conditional_t<Writable, V, const V>> Read() const {
+        return {node->key, node->value};
+    }
+    void Advance() {
+        if (node->child[1].HasValue()) {
+            pending.push_back(&node->child[1]);
+        }
+        if (node->child[0].HasValue()) {
+            node = Reach(node->child[0]);
+        } else if (!pending.empty()) {
+            node = Reach(*pending.back());
+            pending.pop_back();
+        } else {
+            node = nullptr;
+        }
+    }
+    // The pending stack follows from the node: comparing it would add nothing.
+    bool operator==(const cow_MapCursor& other) const { return node == other.node; }
+
+private:
+    static Node* Reach(Link& link) {
+        if constexpr (Writable) {
+            return link.HasValue() ? &link.Get() : nullptr;
+        } else {
+            return link.ConstPtr();
+        }
+    }
+
+    Node* node = nullptr;
+    std::vector<Link*> pending;
+};
+} // namespace vlt::detail
+
 template <class K, class V>
 class cow_Map {
 public:
     using Node = cow_MapNode<K, V>;
     using Link = typename Node::Link;
+    using key_type = K;
+    using mapped_type = V;
+    using size_type = std::size_t;
+    using iterator = vlt::detail::vlt_ForwardIterator<vlt::detail::cow_MapCursor<K, V, true>>;
+    using const_iterator =
+        vlt::detail::vlt_ForwardIterator<vlt::detail::cow_MapCursor<K, V, false>>;
 
     cow_Map() : root(static_cast<Node*>(nullptr)) {}
+    // Inserted in the order given: a repeated key keeps its last value, as Insert does.
+    cow_Map(std::initializer_list<std::pair<K, V>> entries) : cow_Map() {
+        for (const auto& [key, value] : entries) {
+            Insert(key, value);
+        }
+    }
     cow_Map(const cow_Map&) = default;
     cow_Map& operator=(const cow_Map&) = default;
     ~cow_Map() = default;
 
-    uint32_t Size() const { return size; }
+    uint32_t Size() const { return entryCount; }
+    size_type size() const { return entryCount; }
+    bool empty() const { return entryCount == 0; }
+
+    const_iterator begin() const {
+        return const_iterator(vlt::detail::cow_MapCursor<K, V, false>(root));
+    }
+    const_iterator end() const { return {}; }
+    const_iterator cbegin() const { return begin(); }
+    const_iterator cend() const { return end(); }
+    iterator begin() { return iterator(vlt::detail::cow_MapCursor<K, V, true>(root)); }
+    iterator end() { return {}; }
 
     bool IsMember(const K& key) const { return Find(key) != nullptr; }
     // Adds the entry or replaces the value of an existing key (whose stored key is kept). Always
@@ -181,7 +260,7 @@ private:
     }
 
     Link root;
-    uint32_t size = 0;
+    uint32_t entryCount = 0;
 };
 
 // Reads go through plain pointers: the map's own links keep every node alive meanwhile.
@@ -221,7 +300,7 @@ bool cow_Map<K, V>::Insert(const K& key, const V& value) {
         return true;
     }
     link = new Node(key, value, link);
-    ++size;
+    ++entryCount;
     return true;
 }
 
@@ -250,7 +329,7 @@ bool cow_Map<K, V>::Remove(const K& key) {
         link = &heir;
     }
     Empty(*link);
-    --size;
+    --entryCount;
     return true;
 }
 

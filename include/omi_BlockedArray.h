@@ -4,16 +4,22 @@
 // table of block pointers. A block is made (zero-filled) on the first write into it, so memory
 // follows the indices in use; the table grows by a fixed increment and never shrinks. The array
 // owns its blocks; copies are deep. It is not shared and takes no locks.
+//
+// `begin()`/`end()` visit the cells of the blocks made so far, in index order, each as a pair of
+// its index and its element: a cell that was never written in a made block reads zero, and the
+// cells of blocks never made are not visited (they read zero too, and may be billions).
 #pragma once
 
 #include "crt_Assert.h"
 #include "vlt_Export.h"
+#include "vlt_Iterator.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <type_traits>
 #include <utility>
 
 namespace vlt::detail {
@@ -54,8 +60,62 @@ void omi_GrowBlockTable(Block**& table, unsigned& length, unsigned& capacity, un
 } // namespace vlt::detail
 
 template <class T>
+class omi_BlockedArray;
+
+namespace vlt::detail {
+// Where a standard iterator of a blocked array stands: a cell of a made block, reached by
+// pointer within the block; moving past a block looks for the next made one.
+template <class T, bool Writable>
+class omi_BlockedArrayCursor {
+    using Array = std::conditional_t<Writable, omi_BlockedArray<T>, const omi_BlockedArray<T>>;
+    using Element = std::conditional_t<Writable, T, const T>;
+
+public:
+    omi_BlockedArrayCursor() = default;
+    explicit omi_BlockedArrayCursor(Array& array_) : array(&array_) { EnterFrom(0); }
+
+    std::pair<unsigned, Element&> Read() const { return {index, *element}; }
+    void Advance() {
+        if (++element == blockEnd) {
+            EnterFrom(nextBlock);
+        } else {
+            ++index;
+        }
+    }
+    bool operator==(const omi_BlockedArrayCursor& other) const { return element == other.element; }
+
+private:
+    // Looks for the first made block at or after the one that holds `first`, a block's start.
+    void EnterFrom(uint64_t first) {
+        const uint64_t size = array->BlockSize();
+        const uint64_t cells = static_cast<uint64_t>(array->TableLength()) * size;
+        for (uint64_t start = first; start < cells && start <= UINT32_MAX; start += size) {
+            element = array->FindCell(static_cast<unsigned>(start));
+            if (element != nullptr) {
+                index = static_cast<unsigned>(start);
+                blockEnd = element + size;
+                nextBlock = start + size;
+                return;
+            }
+        }
+        element = blockEnd = nullptr;
+    }
+
+    Array* array = nullptr;
+    Element* element = nullptr;
+    Element* blockEnd = nullptr;
+    unsigned index = 0;
+    uint64_t nextBlock = 0;
+};
+} // namespace vlt::detail
+
+template <class T>
 class omi_BlockedArray {
 public:
+    using iterator = vlt::detail::vlt_ForwardIterator<vlt::detail::omi_BlockedArrayCursor<T, true>>;
+    using const_iterator =
+        vlt::detail::vlt_ForwardIterator<vlt::detail::omi_BlockedArrayCursor<T, false>>;
+
     // `initialBlockCount` is both the first table length and the growth increment (128 when 0);
     // `shift` gives blocks of 2^shift elements.
     omi_BlockedArray(unsigned initialBlockCount, unsigned shift);
@@ -87,6 +147,15 @@ public:
     unsigned TableLength() const { return tableLength; }
     // The number of blocks made so far.
     unsigned BlockCount() const;
+
+    const_iterator begin() const {
+        return const_iterator(vlt::detail::omi_BlockedArrayCursor<T, false>(*this));
+    }
+    const_iterator end() const { return {}; }
+    const_iterator cbegin() const { return begin(); }
+    const_iterator cend() const { return end(); }
+    iterator begin() { return iterator(vlt::detail::omi_BlockedArrayCursor<T, true>(*this)); }
+    iterator end() { return {}; }
 
     // Prints every made block to standard output, each element as its bytes in memory order.
     void DumpArray() const;

@@ -5,12 +5,16 @@
 // in the pool until it is rebuilt (`SortValues`, `CompressValues`), which happens by itself
 // when at least two thirds of the pool is dead. The map owns its pool; it cannot be copied, is
 // not shared and takes no locks. `omi_IntMultiMapIterator` visits (key, value) pairs: keys in
-// ascending order, each key's values in chain order.
+// ascending order, each key's values in chain order; `begin()`/`end()` walk the same way with
+// it, reading each pair as the key and a reference to the value in its link.
 #pragma once
 
 #include "crt_Assert.h"
 #include "omi_IntTable.h"
 #include "vlt_Export.h"
+#include "vlt_Iterator.h"
+
+#include <cstddef>
 
 namespace vlt::detail {
 inline constexpr char omi_IntMultiMapPath[] = "include/omi_IntMultiMap";
@@ -24,6 +28,10 @@ class omi_IntMultiMap : public omi_IntTable<void*> {
 public:
     // Orders two values: negative when a comes first.
     typedef int (*CompareFunction)(const T& a, const T& b);
+    using iterator = vlt::detail::vlt_ForwardIterator<
+        vlt::detail::omi_TableCursor<omi_IntMultiMapIterator<T>, T>>;
+    using const_iterator = vlt::detail::vlt_ForwardIterator<
+        vlt::detail::omi_TableCursor<omi_IntMultiMapIterator<T>, const T>>;
 
     omi_IntMultiMap();
     omi_IntMultiMap(const omi_IntMultiMap&) = delete;
@@ -50,6 +58,17 @@ public:
 
     // The number of values stored.
     unsigned ValueCount() const { return valueCount; }
+    // Values, not keys, as the walk below visits them.
+    size_type size() const { return valueCount; }
+    bool empty() const { return valueCount == 0; }
+
+    // The table's own walk would hand out the chains' heads.
+    const_iterator begin() const { return const_iterator(typename const_iterator::Cursor(*this)); }
+    const_iterator end() const { return {}; }
+    const_iterator cbegin() const { return begin(); }
+    const_iterator cend() const { return end(); }
+    iterator begin() { return iterator(typename iterator::Cursor(*this)); }
+    iterator end() { return {}; }
     // The number of links handed out since the pool was last rebuilt, dead ones included.
     unsigned LinkCount() const { return linkCount; }
 
@@ -95,7 +114,11 @@ public:
     T CurrentValue() const { return link != nullptr ? link->value : T(); }
 
 private:
+    template <class Iterator, class Value>
+    friend class vlt::detail::omi_TableCursor;
     using Link = typename omi_IntMultiMap<T>::Link;
+
+    const T* CurrentAddress() const { return link != nullptr ? &link->value : nullptr; }
 
     void EnterKey() {
         link = keys.IsDone() ? nullptr : static_cast<const Link*>(keys.CurrentValue());

@@ -4,14 +4,17 @@
 // zero and positive keys in the other. `omi_IntTableIterator` visits every key in ascending
 // signed order; sorted iteration (with a comparison function) is supported only while no key
 // is negative. The table owns both halves; copies are made with `Copy`. It is not shared and
-// takes no locks.
+// takes no locks. `begin()`/`end()` walk the keys in ascending signed order with that iterator,
+// reading each entry as a pair of the key and a reference to its value in the table.
 #pragma once
 
 #include "crt_Assert.h"
 #include "omi_BlkBitVect.h"
 #include "omi_UintTable.h"
 #include "vlt_Export.h"
+#include "vlt_Iterator.h"
 
+#include <cstddef>
 #include <utility>
 
 namespace vlt::detail {
@@ -24,6 +27,12 @@ class omi_IntTableIterator;
 template <class T>
 class omi_IntTable {
 public:
+    using size_type = std::size_t;
+    using iterator =
+        vlt::detail::vlt_ForwardIterator<vlt::detail::omi_TableCursor<omi_IntTableIterator<T>, T>>;
+    using const_iterator = vlt::detail::vlt_ForwardIterator<
+        vlt::detail::omi_TableCursor<omi_IntTableIterator<T>, const T>>;
+
     omi_IntTable() = default;
     // The shape of both halves (see `omi_UintTable`).
     omi_IntTable(unsigned highBits, unsigned middleBits, unsigned initialInnerBlockCount)
@@ -49,6 +58,15 @@ public:
     T* Get(int key) { return HalfOf(key).Get(Magnitude(key)); }
     // The number of keys present.
     int Count() const { return negative.Count() + nonNegative.Count(); }
+    size_type size() const { return static_cast<size_type>(Count()); }
+    bool empty() const { return Count() == 0; }
+
+    const_iterator begin() const { return const_iterator(typename const_iterator::Cursor(*this)); }
+    const_iterator end() const { return {}; }
+    const_iterator cbegin() const { return begin(); }
+    const_iterator cend() const { return end(); }
+    iterator begin() { return iterator(typename iterator::Cursor(*this)); }
+    iterator end() { return {}; }
 
     // The table block that would hold key, or null.
     const omi_UintTableBlock<T>* FindTableBlock(int key) const {
@@ -88,6 +106,13 @@ public:
     }
 
 private:
+    template <class Iterator, class Value>
+    friend class vlt::detail::omi_TableCursor;
+
+    const T* CurrentAddress() const {
+        return negativeLeft != 0 ? negativeIt.CurrentAddress() : nonNegativeIt.CurrentAddress();
+    }
+
     const omi_IntTable<T>* table;
     int negativeLeft;
     int totalNegative;

@@ -10,25 +10,61 @@
 // `omi_UintTableIterator` visits the keys in ascending order, or, given a comparison function,
 // in the order that function gives to a snapshot of (key, value) pairs. A numeric iterator
 // reads the live blocks and must not outlive a change to its table.
+//
+// `begin()`/`end()` walk the keys in ascending order with that iterator, reading each entry as a
+// pair of the key and a reference to its value in the table.
 #pragma once
 
 #include "crt_Assert.h"
 #include "omi_BlkBitVect.h"
 #include "omi_BlockedArray.h"
 #include "vlt_Export.h"
+#include "vlt_Iterator.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <optional>
 #include <utility>
 #include <vector>
 
 namespace vlt::detail {
 inline constexpr char omi_UintTablePath[] = "include/omi_UintTable";
+
+// Where a standard iterator of an integer-keyed table stands: one of the tables' own iterators
+// (`Iterator`) in numeric order, and the address of the value it stands on, which also tells
+// apart two places of one key in a multimap. Value is the element type, const for reading.
+template <class Iterator, class Value>
+class omi_TableCursor {
+    using Key = decltype(std::declval<const Iterator&>().CurrentKey());
+
+public:
+    omi_TableCursor() = default;
+    template <class Table>
+    explicit omi_TableCursor(const Table& table) : it(std::in_place, table) {
+        it->First();
+    }
+
+    // The table is writable when Value is: the address comes from the live table.
+    std::pair<Key, Value&> Read() const {
+        return {it->CurrentKey(), *const_cast<Value*>(it->CurrentAddress())};
+    }
+    void Advance() { it->Next(); }
+    bool operator==(const omi_TableCursor& other) const { return Address() == other.Address(); }
+
+private:
+    const void* Address() const {
+        return it.has_value() && !it->IsDone() ? it->CurrentAddress() : nullptr;
+    }
+
+    std::optional<Iterator> it;
+};
 } // namespace vlt::detail
 
 template <class T>
 class omi_UintTableIterator;
+template <class T>
+class omi_IntTableIterator;
 
 template <class T>
 class omi_UintTableBlock : public omi_BlockedArray<T> {
@@ -60,6 +96,11 @@ public:
 
     const omi_BlkBitVect& Occupied() const { return occupied; }
 
+    // The blocked array's walk would visit empty cells too: a table block is walked through its
+    // table, which visits the occupied ones.
+    void begin() const = delete;
+    void end() const = delete;
+
 private:
     friend class omi_UintTableIterator<T>;
 
@@ -75,6 +116,11 @@ template <class T>
 class omi_UintTable {
 public:
     typedef omi_UintTableBlock<T> Block;
+    using size_type = std::size_t;
+    using iterator =
+        vlt::detail::vlt_ForwardIterator<vlt::detail::omi_TableCursor<omi_UintTableIterator<T>, T>>;
+    using const_iterator = vlt::detail::vlt_ForwardIterator<
+        vlt::detail::omi_TableCursor<omi_UintTableIterator<T>, const T>>;
 
     omi_UintTable() : omi_UintTable(12, 10, 24) {}
     // The key's top `highBits` (1 to 32) choose the table entry; a table block groups its cells
@@ -105,6 +151,16 @@ public:
     T* Get(unsigned key) { return const_cast<T*>(std::as_const(*this).ConstGet(key)); }
     // The number of keys present.
     int Count() const { return count; }
+    size_type size() const { return static_cast<size_type>(count); }
+    bool empty() const { return count == 0; }
+
+    const_iterator begin() const { return const_iterator(typename const_iterator::Cursor(*this)); }
+    const_iterator end() const { return {}; }
+    const_iterator cbegin() const { return begin(); }
+    const_iterator cend() const { return end(); }
+    iterator begin() { return iterator(typename iterator::Cursor(*this)); }
+    iterator end() { return {}; }
+
     // The number of entries of the block table (it grows 64 at a time and never shrinks).
     unsigned TableLength() const { return tableLength; }
 
@@ -159,7 +215,18 @@ public:
     T CurrentValue() const;
 
 private:
+    template <class Iterator, class Value>
+    friend class vlt::detail::omi_TableCursor;
+    friend class omi_IntTableIterator<T>;
+
     static constexpr std::int64_t beforeFirstCall = -2;
+
+    // The value under the current key in the live table, in numeric order; null once done.
+    const T* CurrentAddress() const {
+        return Readable() && compare == nullptr
+                   ? table->blockTable[currentIndex]->ValueAt(currentCell)
+                   : nullptr;
+    }
 
     bool Started() const;
     bool Readable() const;

@@ -5,9 +5,13 @@
 
 #include <cmath>
 #include <initializer_list>
+#include <iterator>
 #include <limits>
 #include <memory>
+#include <numeric>
+#include <ranges>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -395,6 +399,52 @@ TEST_F(ArrayList, ListsOfListsCompareTheInnerLists) {
     cow_List<IntList> linked;
     linked.Append(MakeList({1, 2}));
     EXPECT_EQ(Items(linked.ConstGet(0)), (Ints{1, 2}));
+}
+
+using ArrayStandardIteration = ArrayTest;
+
+static_assert(std::forward_iterator<cow_1DArray<double>::iterator>);
+static_assert(std::ranges::forward_range<const IntList>);
+
+TEST_F(ArrayStandardIteration, ListWalksItsLengthAcrossBlocksNotItsStorage) {
+    IntList list;
+    for (int i = 0; i < 37; ++i) {
+        list.Append(i);
+    }
+    Ints expected(37);
+    std::iota(expected.begin(), expected.end(), 0);
+    EXPECT_EQ(Ints(list.begin(), list.end()), expected);
+    EXPECT_EQ(list.size(), 37u);
+    EXPECT_EQ(list.Storage().size(), 48u);
+    EXPECT_TRUE(IntList().empty());
+    EXPECT_EQ(IntList().begin(), IntList().end());
+}
+
+TEST_F(ArrayStandardIteration, ReadingACopySharesAndWritingOneUnsharesEachBlockOnce) {
+    const cow_1DArray<int> source = Filled(40, 16);
+    cow_1DArray<int> copy(source);
+    EXPECT_EQ(&*std::as_const(copy).begin(), &source.PartialArrayConstGet(0));
+    EXPECT_EQ(copy.TableReferences(), 2);
+    for (int& element : copy) {
+        element = -element;
+    }
+    EXPECT_EQ(copy.TableReferences(), 1);
+    for (unsigned block = 0; block < 3; ++block) {
+        EXPECT_NE(copy.ConstBlock(block), source.ConstBlock(block));
+        EXPECT_EQ(copy.ConstBlock(block)->References(), 1);
+    }
+    EXPECT_EQ(source.PartialArrayConstGet(39), 39);
+    EXPECT_EQ(copy.PartialArrayConstGet(39), -39);
+}
+
+TEST_F(ArrayStandardIteration, InitializerListsGiveExactlyTheirElements) {
+    const cow_1DArray<int> array{3, 1, 2};
+    EXPECT_EQ(array.Length(), 3u);
+    EXPECT_EQ(Ints(array.begin(), array.end()), (Ints{3, 1, 2}));
+    const cow_1DArrayList<cow_String, cow_String> strings{"a", "b"};
+    EXPECT_EQ(strings.Length(), 2u);
+    EXPECT_EQ(strings.ConstGet(1), cow_String("b"));
+    EXPECT_TRUE(cow_1DArray<int>{}.empty());
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -103,6 +104,25 @@ TEST_F(TwoDArrayComparison, ANaNMakesATableUnequalToItself) {
     table.Get(0, 1) = std::nan("");
     EXPECT_FALSE(table == table);
     EXPECT_TRUE(cow_2DArray<double>(table) != table);
+}
+
+TEST_F(TwoDArrayLayout, StandardIterationGoesRowByRowAndWritesAPrivateBlock) {
+    cow_2DArray<int> source(2, 3, 0);
+    for (int row = 0; row < 2; ++row) {
+        for (int column = 0; column < 3; ++column) {
+            source.Get(row, column) = 10 * row + column;
+        }
+    }
+    cow_2DArray<int> copy(source);
+    EXPECT_EQ(std::as_const(copy).begin(), source.ConstData());
+    EXPECT_EQ(copy.size(), 6u);
+    for (int& element : copy) {
+        element = -element;
+    }
+    EXPECT_EQ(std::vector<int>(source.begin(), source.end()),
+              (std::vector<int>{0, 1, 2, 10, 11, 12}));
+    EXPECT_EQ(copy.ConstGet(1, 2), -12);
+    EXPECT_TRUE(cow_2DArray<int>().empty());
 }
 
 } // namespace

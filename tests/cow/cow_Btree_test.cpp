@@ -6,12 +6,14 @@
 #include <algorithm>
 #include <cstdint>
 #include <initializer_list>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <numeric>
 #include <random>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 // Reaches the root, so that the tests can read shapes and node addresses.
@@ -454,6 +456,31 @@ TEST_F(BtreeTest, RandomOperationsAgreeWithStdMapAndCopiesKeepTheirContents) {
         EXPECT_TRUE(check(copy, contents));
         EXPECT_TRUE(WellFormed(copy));
     }
+}
+
+TEST_F(BtreeTest, StandardIterationAscendsAndWritesOnlyTheIteratedCopy) {
+    static_assert(std::forward_iterator<cow_Btree<cow_String, int>::iterator>);
+    cow_Btree<int, int> source;
+    for (int key : {50, 20, 80, 10, 30, 70, 90, 25, 5}) {
+        source.Insert(key, key);
+    }
+    cow_Btree<int, int> copy(source);
+    std::vector<int> keys;
+    std::vector<const int*> copyValues;
+    for (const auto& [key, value] : std::as_const(copy)) {
+        keys.push_back(key);
+        copyValues.push_back(&value);
+    }
+    EXPECT_EQ(keys, (std::vector<int>{5, 10, 20, 25, 30, 50, 70, 80, 90}));
+    EXPECT_EQ(copyValues.front(), &source.ConstGet(5));
+    for (auto [key, value] : copy) {
+        value = -key;
+    }
+    EXPECT_NE(&copy.ConstGet(5), &source.ConstGet(5));
+    EXPECT_EQ(copy.ConstGet(90), -90);
+    EXPECT_EQ(source.ConstGet(90), 90);
+    EXPECT_EQ(copy.size(), 9u);
+    EXPECT_TRUE((cow_Btree<int, int>().empty()));
 }
 
 } // namespace

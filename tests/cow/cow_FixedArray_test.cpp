@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <ranges>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -100,6 +102,20 @@ TEST_F(FixedArrayComparison, LinkedListsHoldFixedArrays) {
     list.Append(cow_FixedArray<double>(2, 0.25));
     EXPECT_EQ(list.ConstGet(0).ConstGet(1), 0.25);
     EXPECT_TRUE(list.IsMember(cow_FixedArray<double>(2, 0.25)));
+}
+
+TEST_F(FixedArrayValues, StandardIterationReadsInPlaceAndWritesAPrivateBlock) {
+    static_assert(std::ranges::contiguous_range<cow_FixedArray<double>>);
+    const cow_FixedArray<int> source{5, 6, 7};
+    cow_FixedArray<int> copy(source);
+    EXPECT_EQ(std::as_const(copy).begin(), source.ConstData());
+    EXPECT_EQ(source.size(), 3u);
+    for (int& element : copy) {
+        element += 1;
+    }
+    EXPECT_EQ(std::vector<int>(source.begin(), source.end()), (std::vector<int>{5, 6, 7}));
+    EXPECT_EQ(std::vector<int>(copy.begin(), copy.end()), (std::vector<int>{6, 7, 8}));
+    EXPECT_TRUE(cow_FixedArray<int>{}.empty());
 }
 
 } // namespace

@@ -6,15 +6,18 @@
 #include <algorithm>
 #include <cmath>
 #include <initializer_list>
+#include <iterator>
 #include <limits>
 #include <random>
+#include <ranges>
 #include <string>
+#include <utility>
 #include <vector>
 
 // Reaches the checks that only an inconsistent list can trip.
 template <class T>
 struct vlt::detail::cow_ListInternals {
-    static void SetSize(cow_List<T>& list, uint32_t size) { list.size = size; }
+    static void SetSize(cow_List<T>& list, uint32_t size) { list.elementCount = size; }
     static bool EndLinkReached(cow_List<T>& list, unsigned index) {
         return !list.GetNode(index).HasValue();
     }
@@ -483,6 +486,40 @@ TEST(StringListLengths, ShortestAndLongestOfTheStringsAndZeroForNone) {
     EXPECT_EQ(GetLengthShortestString(list), 0u);
     EXPECT_EQ(GetLengthLongestString(list), 5u);
     EXPECT_EQ(GetLengthLongestString(cow_List<cow_String>()), 0u);
+}
+
+using ListStandardIteration = ListTest;
+
+static_assert(std::forward_iterator<cow_List<int>::iterator>);
+static_assert(std::ranges::forward_range<const cow_List<cow_String>>);
+
+TEST_F(ListStandardIteration, ReadingACopyCopiesNothingAndWritingOneCopiesEachNodeOnce) {
+    const cow_List<Counted> source{Counted(1), Counted(2), Counted(3)};
+    cow_List<Counted> copy(source);
+    Counted::Reset();
+    int sum = 0;
+    for (const Counted& element : std::as_const(copy)) {
+        sum += element.value;
+    }
+    EXPECT_EQ(sum, 6);
+    EXPECT_EQ(Counted::copies, 0);
+    for (Counted& element : copy) {
+        element.value *= 10;
+    }
+    EXPECT_EQ(Counted::copies, 3);
+    EXPECT_EQ(source.ConstGet(2).value, 3);
+    EXPECT_EQ(copy.ConstGet(2).value, 30);
+}
+
+TEST_F(ListStandardIteration, AlgorithmsSizesAndInitializerLists) {
+    const cow_List<int> list{4, 1, 4, 2};
+    EXPECT_EQ(list.size(), 4u);
+    EXPECT_FALSE(list.empty());
+    EXPECT_TRUE(cow_List<int>{}.empty());
+    EXPECT_EQ(std::vector<int>(list.begin(), list.end()), (std::vector<int>{4, 1, 4, 2}));
+    EXPECT_EQ(std::ranges::count(list, 4), 2);
+    EXPECT_EQ(*std::next(std::find(list.begin(), list.end(), 1)), 4);
+    EXPECT_EQ(std::distance(list.begin(), list.end()), 4);
 }
 
 } // namespace

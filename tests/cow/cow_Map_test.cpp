@@ -8,8 +8,10 @@
 #include <algorithm>
 #include <climits>
 #include <initializer_list>
+#include <iterator>
 #include <map>
 #include <random>
+#include <ranges>
 #include <string>
 #include <utility>
 #include <vector>
@@ -19,7 +21,7 @@ template <class K, class V>
 struct vlt::detail::cow_MapInternals {
     // A node prints as its key, followed by "(zero,one)" when it has children; "-" is no child.
     static std::string Shape(const cow_Map<K, V>& map) { return ShapeOf(map.root.ConstPtr()); }
-    static void SetSize(cow_Map<K, V>& map, uint32_t size) { map.size = size; }
+    static void SetSize(cow_Map<K, V>& map, uint32_t size) { map.entryCount = size; }
 
 private:
     static std::string ShapeOf(const cow_MapNode<K, V>* node) {
@@ -485,6 +487,56 @@ TEST_F(MapTest, DeepChainsAreWalkedAndReleasedWithBoundedStack) {
     pthread_attr_destroy(&attributes);
     EXPECT_EQ(walked[0], keys);
     EXPECT_EQ(walked[1], keys);
+}
+
+using MapStandardIteration = MapTest;
+
+static_assert(std::forward_iterator<IntMap::iterator>);
+static_assert(std::ranges::forward_range<const StringMap>);
+
+TEST_F(MapStandardIteration, VisitsTheTreeOrderOfThePublishedIterator) {
+    const IntMap map = MakeInts({5, 1, 2, 3, 7, -4, 12, 64, 9});
+    std::vector<std::pair<int, int>> published;
+    cow_ConstMapIterator<int, int> it(map);
+    for (it.First(); !it.IsDone(); it.Next()) {
+        published.emplace_back(it.CurrentKey(), it.CurrentValue());
+    }
+    std::vector<std::pair<int, int>> walked;
+    for (const auto& [key, value] : map) {
+        walked.emplace_back(key, value);
+    }
+    EXPECT_EQ(walked, published);
+    EXPECT_EQ(map.size(), 9u);
+}
+
+TEST_F(MapStandardIteration, ReadingACopySharesItsNodesAndWritingOneLeavesTheSource) {
+    const IntMap source = MakeInts({1, 2, 3, 5, 7});
+    IntMap copy(source);
+    std::vector<const int*> sourceValues;
+    for (const auto& entry : source) {
+        sourceValues.push_back(&entry.second);
+    }
+    std::vector<const int*> copyValues;
+    for (const auto& entry : std::as_const(copy)) {
+        copyValues.push_back(&entry.second);
+    }
+    EXPECT_EQ(copyValues, sourceValues);
+    for (auto [key, value] : copy) {
+        value = -key;
+    }
+    for (auto [key, value] : copy) {
+        EXPECT_EQ(std::ranges::count(sourceValues, &value), 0);
+        EXPECT_EQ(value, -key);
+        EXPECT_EQ(source.ConstGet(key), key * 10);
+    }
+}
+
+TEST_F(MapStandardIteration, InitializerListKeepsTheLastValueOfARepeatedKey) {
+    const StringMap map{{"one", 1}, {"two", 2}, {"one", 3}};
+    EXPECT_EQ(map.size(), 2u);
+    EXPECT_EQ(map.ConstGet("one"), 3);
+    EXPECT_TRUE(StringMap{}.empty());
+    EXPECT_EQ(std::ranges::count_if(map, [](const auto& entry) { return entry.second > 1; }), 2);
 }
 
 } // namespace

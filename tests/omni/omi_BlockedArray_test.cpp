@@ -3,7 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -116,6 +119,26 @@ TEST(BlockedArrayDump, ShortBlocksAndEmptyArrays) {
     testing::internal::CaptureStdout();
     array.DumpArray();
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "Block indices= 4 - 5\n00000000|7f000000\n");
+}
+
+TEST(BlockedArrayIteration, VisitsTheCellsOfMadeBlocksInIndexOrder) {
+    static_assert(std::forward_iterator<omi_BlockedArray<double>::iterator>);
+    omi_BlockedArray<int> array(2, 2);
+    array.SetCell(13, 5);
+    array.SetCell(6, 9);
+    array.SetCell(1, 7);
+    std::vector<std::pair<unsigned, int>> walked;
+    for (auto [index, value] : array) {
+        walked.emplace_back(index, value);
+        value += 1;
+    }
+    const std::vector<std::pair<unsigned, int>> madeBlocks{{0, 0},  {1, 7},  {2, 0},  {3, 0},
+                                                           {4, 0},  {5, 0},  {6, 9},  {7, 0},
+                                                           {12, 0}, {13, 5}, {14, 0}, {15, 0}};
+    EXPECT_EQ(walked, madeBlocks);
+    EXPECT_EQ(array.GetCell(13), 6);
+    const omi_BlockedArray<int> empty(2, 2);
+    EXPECT_EQ(empty.begin(), empty.end());
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 #include <random>
 #include <utility>
@@ -179,6 +180,20 @@ TEST(IntMultiMapMisuse, IteratorUsedBeforeFirstIsReported) {
     it.Next();
     EXPECT_EQ(it.CurrentValue(), 0);
     EXPECT_EQ(recorder.Expressions(), std::vector<std::string>{"currentIndex != -2"});
+}
+
+TEST_F(IntMultiMapChains, StandardIterationVisitsEveryValueOfEveryKey) {
+    static_assert(std::forward_iterator<omi_IntMultiMap<int>::const_iterator>);
+    Pairs walked;
+    for (const auto& [key, value] : std::as_const(map)) {
+        walked.emplace_back(key, value);
+    }
+    EXPECT_EQ(walked, Walk(map));
+    EXPECT_EQ(map.size(), 4u);
+    const auto second = std::next(map.begin(), 2);
+    EXPECT_NE(second, std::next(map.begin()));
+    (*second).second = 20;
+    EXPECT_EQ(Chain(map, 4), (std::vector<int>{3, 20, 1}));
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <random>
@@ -128,6 +129,22 @@ TEST(IntTableMisuse, IteratorUsedBeforeFirstIsReported) {
               (std::vector<std::string>{"currentIndex != -2", "currentIndex != -2",
                                         "currentIndex > -2"}));
     EXPECT_EQ(recorder.Reports()[0].path, "include/omi_UintTable");
+}
+
+TEST(IntTableKeys, StandardIterationAscendsThroughTheNegativeKeys) {
+    static_assert(std::forward_iterator<omi_IntTable<double>::iterator>);
+    omi_IntTable<double> table;
+    for (int key : {3, -1, 0, -5}) {
+        table.Insert(key, key * 0.5);
+    }
+    Entries walked;
+    for (auto [key, value] : table) {
+        walked.emplace_back(key, value);
+        value = 1.0;
+    }
+    EXPECT_EQ(walked, (Entries{{-5, -2.5}, {-1, -0.5}, {0, 0.0}, {3, 1.5}}));
+    EXPECT_EQ(*table.ConstGet(-5), 1.0);
+    EXPECT_EQ(table.size(), 4u);
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <map>
 #include <memory>
 #include <random>
@@ -216,6 +217,26 @@ TEST(UintTableMisuse, IteratorUsedBeforeFirstIsReported) {
     EXPECT_EQ(recorder.Reports()[0].path, "include/omi_UintTable");
     it.First();
     EXPECT_EQ(it.CurrentKey(), 5u);
+}
+
+TEST(UintTableIteration, StandardIterationAscendsAcrossBlocksAndWritesInPlace) {
+    static_assert(std::forward_iterator<omi_UintTable<double>::iterator>);
+    omi_UintTable<int> table;
+    for (unsigned key : {0x04000000u, 7u, 0x00100000u, 0u, 0xFFFFFFFFu}) {
+        table.Insert(key, static_cast<int>(key & 0xFF));
+    }
+    Entries walked;
+    for (const auto& [key, value] : std::as_const(table)) {
+        walked.emplace_back(key, value);
+    }
+    omi_UintTableIterator<int> it(table);
+    EXPECT_EQ(walked, Forwards(it));
+    for (auto [key, value] : table) {
+        value = static_cast<int>(key >> 20);
+    }
+    EXPECT_EQ(*table.ConstGet(0x04000000u), 64);
+    EXPECT_EQ(table.size(), 5u);
+    EXPECT_TRUE(omi_UintTable<int>().empty());
 }
 
 } // namespace
