@@ -4,31 +4,34 @@
 // writes it to its sink: a C `FILE*`, a `std::ostream`, or a text of its own (`Text()`). The
 // layout is driven by two-byte escape sequences inside the text, ESC (0x1B) then a letter:
 //
-//   ESC {   open a group. A group stays on one line when the whole of it fits in the rest of
-//           the line; otherwise it is broken, and its optional breaks become line breaks.
+//   ESC {   open a group. A group stays on one line when the whole of it, with what follows
+//           it up to the next break around it, fits in the rest of the line; otherwise it is
+//           broken, and its breaks may become line breaks.
 //   ESC }   close the innermost group.
 //   ESC t   indent one step (2 columns unless `SetIndentStep` says otherwise). Indentation is
 //           absolute: a line break starts its line at the current number of steps.
 //   ESC u   undo one indent step.
-//   ESC o   optional break: a line break when its group is broken, nothing otherwise.
+//   ESC o   optional break, which fills lines: in a broken group, a line break only when the
+//           item that follows it does not fit in the rest of the line; nothing in a group
+//           that fits. The item runs to the next break of its group or of a group around it,
+//           so that it holds the closing brackets and separators that must stay on its line.
 //   ESC n   newline: always a line break. It breaks every group around it, since they
 //           cannot fit on one line.
-//   ESC c   conditional break: a line break only when the text that follows it, up to the
-//           next break of its group or the end of the group, does not fit in the rest of the
-//           line; inside a group that fits it does nothing. It fills lines with items where
-//           ESC o would put one item per line.
+//   ESC c   conditional break: the same as ESC o.
 //
-// Outside any group ESC o behaves as ESC c. A plain '\n' in the text is ESC n. An ESC with any
-// other letter is written unchanged. Breaks write no blank of their own: a caller that wants
-// items separated when the line does not break writes " " before the break. Blanks that end a
-// line are not written, and an optional or conditional break at the start of a line (after
-// nothing but indentation) does not start another one. Widths count characters: every byte
-// except a UTF-8 continuation byte is one column. A sequence may be split between two calls.
+// Outside any group the breaks act as in a broken one. A plain '\n' in the text is ESC n. An
+// ESC with any other letter is written unchanged. Breaks write no blank of their own: a caller
+// that wants items separated when the line does not break writes " " before the break. Blanks
+// that end a line are not written, and an optional or conditional break at the start of a line
+// (after nothing but indentation) does not start another one. Widths count characters: every
+// byte except a UTF-8 continuation byte is one column. A sequence may be split between two
+// calls.
 //
-// The layout is Oppen's: linear in the length of the text, and the printer holds back at most
-// about three lines' worth of text and escapes (`BufferLimit`) plus one entry per open group,
-// however long the output. A group still undecided when that much is pending is broken
-// (its text is wider than the line, or it has more breaks and groups than a line can show).
+// The layout is Oppen's, with fill breaks: linear in the length of the text, and the printer
+// holds back at most about three lines' worth of text and escapes (`BufferLimit`) plus one
+// entry per open group, however long the output. A group or item still undecided when that
+// much is pending is broken (its text is wider than the line, or it has more breaks and groups
+// than a line can show).
 //
 // The printer also keeps the pointer log of object printing: an address gets a marker number
 // when it is first printed (`NewMarker`, numbered from 1), and the object is written after

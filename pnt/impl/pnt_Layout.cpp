@@ -57,7 +57,7 @@ void pnt_Layout::Text(const char* text, std::size_t n) {
 
 void pnt_Layout::Open() {
     ++depth_;
-    pushPending(Token{Kind::Open, pnt_BreakKind::Optional, false, 0, 0, 0, depth_});
+    pushPending(Token{Kind::Open, pnt_BreakKind::Optional, false, false, 0, 0, 0, depth_});
 }
 
 void pnt_Layout::Close() {
@@ -65,18 +65,12 @@ void pnt_Layout::Close() {
     if (depth_ == 0) {
         return;
     }
-    const Token close{Kind::Close, pnt_BreakKind::Optional, true, 0, 0, 0, depth_};
+    const Token close{Kind::Close, pnt_BreakKind::Optional, true, false, 0, 0, 0, depth_};
     if (pending_.empty()) {
         print(close);
     } else {
+        markClosed(depth_);
         push(close);
-        endSection(depth_);
-        if (!pending_.empty() && at(pending_.back()).kind == Kind::Open &&
-            at(pending_.back()).depth == depth_) {
-            decide(pending_.back());
-            pending_.pop_back();
-        }
-        advance();
     }
     --depth_;
 }
@@ -96,8 +90,8 @@ void pnt_Layout::Unindent() {
 }
 
 void pnt_Layout::Break(pnt_BreakKind kind) {
-    endSection(depth_);
-    const Token token{Kind::Break, kind, kind == pnt_BreakKind::NewLine, 0, 0, 0, depth_};
+    endSections(depth_);
+    const Token token{Kind::Break, kind, kind == pnt_BreakKind::NewLine, false, 0, 0, 0, depth_};
     if (kind != pnt_BreakKind::NewLine) {
         pushPending(token);
         return;
@@ -150,7 +144,7 @@ void pnt_Layout::appendText(const char* text, std::size_t n) {
         tokens_.back().length += n;
         noteUse();
     } else {
-        push(Token{Kind::Text, pnt_BreakKind::Optional, true, columns, n, 0, 0});
+        push(Token{Kind::Text, pnt_BreakKind::Optional, true, false, columns, n, 0, 0});
     }
 }
 
@@ -167,12 +161,12 @@ void pnt_Layout::indent(int steps) {
         }
         return;
     }
-    push(Token{Kind::Indent, pnt_BreakKind::Optional, true, 0, 0, steps, 0});
+    push(Token{Kind::Indent, pnt_BreakKind::Optional, true, false, 0, 0, steps, 0});
 }
 
 void pnt_Layout::decideFront() {
-    tokens_.front().size = tooWide;
-    tokens_.front().decided = true;
+    at(pending_.front()).size = tooWide;
+    at(pending_.front()).decided = true;
     pending_.pop_front();
     advance();
 }
@@ -183,11 +177,43 @@ void pnt_Layout::decide(std::uint64_t index) {
     token.decided = true;
 }
 
-void pnt_Layout::endSection(unsigned depth) {
-    if (!pending_.empty() && at(pending_.back()).kind == Kind::Break &&
-        at(pending_.back()).depth == depth) {
-        decide(pending_.back());
+// Pending entries of depth `depth` or more that come after the last one of a group around it
+// are the breaks of the current group and of the groups closed since, and the opens of those
+// closed groups: this break ends all of their extents. The current group's open stays.
+void pnt_Layout::endSections(unsigned depth) {
+    std::uint64_t keep = 0;
+    bool keeping = false;
+    bool decided = false;
+    while (!pending_.empty() && at(pending_.back()).depth >= depth) {
+        Token& token = at(pending_.back());
+        if (token.kind == Kind::Open && !token.closed) {
+            keep = pending_.back();
+            keeping = true;
+        } else {
+            decide(pending_.back());
+            decided = true;
+        }
         pending_.pop_back();
+    }
+    if (keeping) {
+        pending_.push_back(keep);
+    }
+    if (decided) {
+        advance();
+    }
+}
+
+// The group's open is the last pending open of its depth not yet closed, unless it is decided.
+void pnt_Layout::markClosed(unsigned depth) {
+    for (auto entry = pending_.rbegin(); entry != pending_.rend(); ++entry) {
+        Token& token = at(*entry);
+        if (token.depth < depth) {
+            return;
+        }
+        if (token.kind == Kind::Open && token.depth == depth && !token.closed) {
+            token.closed = true;
+            return;
+        }
     }
 }
 
@@ -242,11 +268,10 @@ void pnt_Layout::printBreak(const Token& token) {
     case pnt_BreakKind::NewLine:
         break;
     case pnt_BreakKind::Optional:
-        // Outside any group an optional break is a conditional one.
-        lineBreak = groups_.empty() ? token.size > space() : groups_.back();
-        break;
     case pnt_BreakKind::Conditional:
-        lineBreak = token.size > space();
+        // A fill break: only a broken group (or no group) breaks, and only where the next item
+        // would pass the width.
+        lineBreak = (groups_.empty() || groups_.back()) && token.size > space();
         break;
     }
     if (lineBreak) {

@@ -53,6 +53,7 @@ private:
         Kind kind;
         pnt_BreakKind breakKind;
         bool decided;
+        bool closed; // an open whose group has closed
         // Width of the text, of the group, or of the section after the break; while
         // undecided, the scanned width at which the entry began.
         std::int64_t size;
@@ -71,8 +72,12 @@ private:
     // Decides the front entry as not fitting and prints what that releases.
     void decideFront();
     void decide(std::uint64_t index);
-    // Decides the pending break of the group at `depth`, whose section ends here.
-    void endSection(unsigned depth);
+    // Decides the pending entries whose extent ends at a break of the group at `depth`. The
+    // extent of a break, and of a group, runs past the closes of its group and of the groups
+    // inside to the next break at its depth or less, so that it holds the closing brackets and
+    // separators that must stay on its line.
+    void endSections(unsigned depth);
+    void markClosed(unsigned depth);
     void decideWhileTooWide();
     void advance();
     void print(const Token& token);

@@ -38,24 +38,25 @@ void Item(pnt_PrettyPrint& pp, const char* head, std::initializer_list<const cha
 // ---------------------------------------------------------------------------------------------
 // Groups and breaks
 
-// A broken group breaks at every optional break and drops the blanks before them.
-TEST(PrettyPrintGroups, GroupOfExactlyTheWidthFitsAndOneMoreBreaks) {
+// A broken group breaks only before the item that would pass the width, and drops the blank
+// before that break.
+TEST(PrettyPrintGroups, GroupOfExactlyTheWidthFitsAndOneMoreBreaksBeforeTheLastItem) {
     pnt_PrettyPrint exact(7);
     Item(exact, "a", {"b", "c"}); // "(a b c)" is 7 columns
     EXPECT_EQ(TextOf(exact), "(a b c)");
 
     pnt_PrettyPrint narrow(6);
     Item(narrow, "a", {"b", "c"});
-    EXPECT_EQ(TextOf(narrow), "(a\n  b\n  c)");
+    EXPECT_EQ(TextOf(narrow), "(a b\n  c)");
 }
 
-TEST(PrettyPrintGroups, InnerGroupFitsWhileOuterBreaks) {
+TEST(PrettyPrintGroups, InnerGroupStaysWholeOnTheLineWhereItFits) {
     pnt_PrettyPrint pp(20);
     pp << In << Open << "(outer"
        << " " << Opt;
     Item(pp, "inner", {"x", "y"});
     pp << " " << Opt << "end)" << Close << Out;
-    EXPECT_EQ(TextOf(pp), "(outer\n  (inner x y)\n  end)");
+    EXPECT_EQ(TextOf(pp), "(outer (inner x y)\n  end)");
 }
 
 TEST(PrettyPrintGroups, NestedBrokenGroupsIndentOneStepMore) {
@@ -97,35 +98,47 @@ TEST(PrettyPrintGroups, TopLevelOptionalBreakActsAsConditional) {
     EXPECT_EQ(TextOf(pp), "aaaa bbbb\ncccc");
 }
 
-TEST(PrettyPrintGroups, BreaksOfAFittingGroupNeverFireEvenNearTheEdge) {
+TEST(PrettyPrintGroups, BreaksOfAGroupThatEndsAtTheEdgeNeverFire) {
     pnt_PrettyPrint pp(10);
-    pp << "123456" << Open << "ab" << Cond << Opt << "cd" << Close << "xyz";
-    EXPECT_EQ(TextOf(pp), "123456abcdxyz");
+    pp << "123456" << Open << "ab" << Cond << Opt << "cd" << Close;
+    EXPECT_EQ(TextOf(pp), "123456abcd");
+}
+
+// "bb)" fits after "(aaaa ", but the brackets glued to it would pass the width.
+TEST(PrettyPrintGroups, AnItemHoldsTheTextAfterItsGroupUpToTheNextBreakAroundIt) {
+    pnt_PrettyPrint pp(10);
+    pp << Open << "(aaaa"
+       << " " << Opt << "bb)" << Close << ")))"
+       << " " << Cond << "c";
+    EXPECT_EQ(TextOf(pp), "(aaaa\nbb)))) c");
 }
 
 // ---------------------------------------------------------------------------------------------
 // Newlines and conditional breaks
 
-TEST(PrettyPrintNewLines, NewLineBreaksEveryGroupAroundIt) {
-    pnt_PrettyPrint pp(80);
+// A group around a line end is broken, so the items after it still fill their lines.
+TEST(PrettyPrintNewLines, NewLineBreaksTheGroupsAroundItAndItemsStillFill) {
+    pnt_PrettyPrint pp(10);
     pp << Open << "a"
-       << " " << Opt << "b" << NL << "c"
-       << " " << Opt << "d" << Close;
-    EXPECT_EQ(TextOf(pp), "a\nb\nc\nd");
+       << " " << Opt << "b" << NL << "cccccc"
+       << " " << Opt << "dddd"
+       << " " << Opt << "e" << Close;
+    EXPECT_EQ(TextOf(pp), "a b\ncccccc\ndddd e");
 }
 
-TEST(PrettyPrintNewLines, GroupClosedBeforeTheNewLineKeepsItsFit) {
+// An item that holds a line end cannot fit: the break before it is taken.
+TEST(PrettyPrintNewLines, ItemHoldingALineEndStartsOnANewLine) {
     pnt_PrettyPrint pp(80);
-    pp << Open << Open << "x"
-       << " " << Opt << "y" << Close << " " << Opt << "z" << NL << Close;
-    EXPECT_EQ(TextOf(pp), "x y\nz\n");
+    pp << Open << "x"
+       << " " << Opt << Open << "y" << NL << "z" << Close << Close;
+    EXPECT_EQ(TextOf(pp), "x\ny\nz");
 }
 
 TEST(PrettyPrintNewLines, PlainLineEndInTextIsANewLine) {
     pnt_PrettyPrint pp(80);
     pp << In << Open << "a"
        << " " << Opt << "b\nc" << Close << Out;
-    EXPECT_EQ(TextOf(pp), "a\n  b\n  c");
+    EXPECT_EQ(TextOf(pp), "a b\n  c");
 }
 
 TEST(PrettyPrintNewLines, TwoNewLinesLeaveAnEmptyLineButBreaksAtALineStartDoNot) {
@@ -266,7 +279,7 @@ TEST(PrettyPrintDebug, RecordStartsOnAFreshLineIndentsItsBodyAndEndsTheLine) {
     pp.StartDebug("f", 3);
     pp << "next";
     pp.EndDebug();
-    EXPECT_EQ(TextOf(pp), "before\nobj/impl/x:12: (node\n    alpha\n    beta)\nf:3: next\n");
+    EXPECT_EQ(TextOf(pp), "before\nobj/impl/x:12: (node\n    alpha beta)\nf:3: next\n");
 }
 
 TEST(PrettyPrintDebug, EndOfOutermostRecordAndClearingEmptyThePointerLog) {
@@ -388,7 +401,7 @@ TEST(PrettyPrintBounds, LongRunsLayOutLikeShortOnes) {
         Item(pp, "abc", {"def"});
         Item(pp, "abcdef", {"ghijkl"});
         pp << NL;
-        expected += "(abc def)(abcdef\n  ghijkl)\n";
+        expected += "(abc\n  def)(abcdef\n  ghijkl)\n"; // "def)(abcdef" cannot part
     }
     EXPECT_EQ(TextOf(pp), expected);
 }
