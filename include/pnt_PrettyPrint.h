@@ -45,10 +45,12 @@
 #include "omi_PointerLog.h"
 #include "vlt_Export.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdio>
 #include <iosfwd>
 #include <memory>
+#include <string>
 
 namespace vlt::detail {
 inline constexpr char pnt_PrettyPrintPath[] = "include/pnt_PrettyPrint";
@@ -73,6 +75,8 @@ class VLTUTL_API pnt_PrettyPrint {
 public:
     static constexpr unsigned DefaultWidth = 80;
     static constexpr unsigned DefaultIndentStep = 2;
+    static constexpr int DefaultPrecision = 6;
+    static constexpr int MaxPrecision = 40;
 
     // How much the printer holds back: escape tokens and bytes of text.
     struct BufferUse {
@@ -82,7 +86,8 @@ public:
 
     // A printer into its own text (see `Text`). A width of 0 counts as 1.
     explicit pnt_PrettyPrint(unsigned width = DefaultWidth);
-    // A printer onto a file or a stream, which stay the caller's; they must outlive it.
+    // A printer onto a file or a stream, which stay the caller's; they must outlive it. A
+    // printer on a stream takes the stream's precision.
     explicit pnt_PrettyPrint(std::FILE* file, unsigned width = DefaultWidth);
     explicit pnt_PrettyPrint(std::ostream& out, unsigned width = DefaultWidth);
     pnt_PrettyPrint(const pnt_PrettyPrint&) = delete;
@@ -107,7 +112,8 @@ public:
     pnt_PrettyPrint& operator<<(unsigned value);
     pnt_PrettyPrint& operator<<(unsigned long value);
     pnt_PrettyPrint& operator<<(unsigned long long value);
-    // As `cow_String(double)` formats it ("%lg").
+    // With `Precision()` significant digits, as "%.*g" formats it; at the default precision
+    // the text of `cow_String(double)`.
     pnt_PrettyPrint& operator<<(double value);
     // "0x" and the address in lower-case hexadecimal.
     pnt_PrettyPrint& operator<<(const void* address);
@@ -119,7 +125,14 @@ public:
     // for a printer on a file or a stream.
     cow_String Text();
 
+    // The same as a standard string.
+    std::string StdText();
+
     unsigned Width() const;
+    // Significant digits of the floating-point values printed from now on, from 1 to
+    // `MaxPrecision`; a value outside counts as the nearest end.
+    int Precision() const { return precision_; }
+    void SetPrecision(int digits) { precision_ = digits < 1 ? 1 : std::min(digits, MaxPrecision); }
     // Columns per indent step, from the next line break on.
     void SetIndentStep(unsigned columns);
 
@@ -163,9 +176,41 @@ private:
     vlt::detail::omi_AddressLog pointerLog_;
     unsigned nextmarker_ = 1;
     unsigned debugDepth_ = 0;
+    int precision_ = DefaultPrecision;
     bool escapePending_ = false;
 };
 
 // The library's shared debug printer, on standard error; created on first use and destroyed
 // by the last `pnt_finalize`. One thread at a time.
 VLTUTL_API pnt_PrettyPrint& pnt_debugPrint();
+
+// How `pnt_ToString` and `pnt_ToStdString` lay a value out.
+struct pnt_Format {
+    unsigned width = pnt_PrettyPrint::DefaultWidth;
+    int precision = pnt_PrettyPrint::DefaultPrecision;
+};
+
+// A value printed into a text of its own, in one call: `pnt_ToString(map, {.width = 40})`.
+template <class T>
+cow_String pnt_ToString(const T& value, pnt_Format format = {}) {
+    pnt_PrettyPrint pp(format.width);
+    pp.SetPrecision(format.precision);
+    pp << value;
+    return pp.Text();
+}
+template <class T>
+std::string pnt_ToStdString(const T& value, pnt_Format format = {}) {
+    pnt_PrettyPrint pp(format.width);
+    pp.SetPrecision(format.precision);
+    pp << value;
+    return pp.StdText();
+}
+
+// The standard stream output of the library's printable types: the value goes through a
+// printer of the default width on the stream, at the stream's precision.
+template <class T>
+std::ostream& pnt_PrintOn(std::ostream& out, const T& value) {
+    pnt_PrettyPrint pp(out);
+    pp << value;
+    return out;
+}

@@ -35,6 +35,7 @@ pnt_Layout::pnt_Layout(pnt_Sink& sink, unsigned width, unsigned indentStep)
       pieceLimit_(std::size_t{width_} + 1) {}
 
 void pnt_Layout::Text(const char* text, std::size_t n) {
+    noteTrailingBlanks(text, n);
     while (n > 0) {
         if (pending_.empty()) {
             writer_.Write(text, n, columnsOf(text, n));
@@ -91,6 +92,7 @@ void pnt_Layout::Unindent() {
 
 void pnt_Layout::Break(pnt_BreakKind kind) {
     endSections(depth_);
+    trailingBlanks_ = 0;
     const Token token{Kind::Break, kind, kind == pnt_BreakKind::NewLine, false, 0, 0, 0, depth_};
     if (kind != pnt_BreakKind::NewLine) {
         pushPending(token);
@@ -133,6 +135,15 @@ void pnt_Layout::pushPending(Token token) {
     token.size = rightTotal_;
     push(token);
     pending_.push_back(frontIndex_ + tokens_.size() - 1);
+}
+
+void pnt_Layout::noteTrailingBlanks(const char* text, std::size_t n) {
+    std::size_t kept = n;
+    while (kept > 0 && text[kept - 1] == ' ') {
+        --kept;
+    }
+    const auto blanks = static_cast<std::int64_t>(n - kept);
+    trailingBlanks_ = kept == 0 ? trailingBlanks_ + blanks : blanks;
 }
 
 void pnt_Layout::appendText(const char* text, std::size_t n) {
@@ -191,6 +202,8 @@ void pnt_Layout::endSections(unsigned depth) {
             keeping = true;
         } else {
             decide(pending_.back());
+            // A line that breaks here drops its last blanks, so they need no room.
+            token.size = std::max<std::int64_t>(token.size - trailingBlanks_, 0);
             decided = true;
         }
         pending_.pop_back();
@@ -218,7 +231,7 @@ void pnt_Layout::markClosed(unsigned depth) {
 }
 
 void pnt_Layout::decideWhileTooWide() {
-    while (!pending_.empty() && rightTotal_ - leftTotal_ > space()) {
+    while (!pending_.empty() && rightTotal_ - leftTotal_ - trailingBlanks_ > space()) {
         decideFront();
     }
 }
@@ -270,8 +283,9 @@ void pnt_Layout::printBreak(const Token& token) {
     case pnt_BreakKind::Optional:
     case pnt_BreakKind::Conditional:
         // A fill break: only a broken group (or no group) breaks, and only where the next item
-        // would pass the width.
-        lineBreak = (groups_.empty() || groups_.back()) && token.size > space();
+        // would pass the width. A break that would not move the item left gains nothing.
+        lineBreak = (groups_.empty() || groups_.back()) && token.size > space() &&
+                    std::size_t{printIndent_} * indentStep_ < writer_.Column();
         break;
     }
     if (lineBreak) {

@@ -67,6 +67,7 @@ private:
     void push(const Token& token);
     void pushPending(Token token);
     void appendText(const char* text, std::size_t n);
+    void noteTrailingBlanks(const char* text, std::size_t n);
     std::size_t textBytes() const { return text_.size() - textHead_; }
     void indent(int steps);
     // Decides the front entry as not fitting and prints what that releases.
@@ -97,8 +98,9 @@ private:
     std::deque<std::uint64_t> pending_;
     std::string text_; // text of the queued Text entries, from textHead_
     std::size_t textHead_ = 0;
-    std::int64_t leftTotal_ = 0;  // width printed of everything ever queued
-    std::int64_t rightTotal_ = 0; // width of everything ever queued
+    std::int64_t leftTotal_ = 0;      // width printed of everything ever queued
+    std::int64_t rightTotal_ = 0;     // width of everything ever queued
+    std::int64_t trailingBlanks_ = 0; // blank columns that end the text scanned so far
     unsigned depth_ = 0;
     unsigned indentSteps_ = 0;
     pnt_PrettyPrint::BufferUse highWater_{0, 0};

@@ -79,6 +79,15 @@ TEST(PrettyPrintGroups, InnerGroupIsMeasuredFromTheColumnWhereItStarts) {
     EXPECT_EQ(TextOf(pp), "(outer\n  yy (inner\n    x))");
 }
 
+// The blank before a break that is taken is dropped, so it needs no room on the line.
+TEST(PrettyPrintGroups, ItemEndingAtTheWidthStaysOnItsLine) {
+    pnt_PrettyPrint pp(10);
+    pp << Open << "aaa,"
+       << " " << Opt << "bbbb,"
+       << " " << Opt << "c" << Close;
+    EXPECT_EQ(TextOf(pp), "aaa, bbbb,\nc");
+}
+
 TEST(PrettyPrintGroups, IndentStepIsAdjustable) {
     pnt_PrettyPrint pp(8);
     pp.SetIndentStep(4);
@@ -158,14 +167,14 @@ TEST(PrettyPrintNewLines, ConditionalBreaksFillLines) {
 }
 
 TEST(PrettyPrintNewLines, ConditionalBreakCountsNestedGroupsInItsSection) {
-    // The first section is "cd efgh " (8 columns), nested group included: it does not fit
-    // after "ab " on a 10-column line, and then "ij" fits after it.
+    // The first section is "cd efgh" (7 columns), nested group included: it ends the 10-column
+    // line exactly after "ab ", and "ij" goes to the next.
     pnt_PrettyPrint pp(10);
     pp << Open << "ab"
        << " " << Cond << Open << "cd"
        << " " << Opt << "ef" << Close << "gh"
        << " " << Cond << "ij" << Close;
-    EXPECT_EQ(TextOf(pp), "ab\ncd efgh ij");
+    EXPECT_EQ(TextOf(pp), "ab cd efgh\nij");
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -213,6 +222,36 @@ TEST(PrettyPrintText, InsertersWriteNumbersStringsAndAddresses) {
        << ' ' << 1e100 << ' ' << cow_String("text") << ' ' << static_cast<const void*>(nullptr)
        << ' ' << reinterpret_cast<const void*>(0xbeef) << ' ' << 2.0f;
     EXPECT_EQ(TextOf(pp), "-5 4000000000 -7 18446744073709551615 1.5 1e+100 text 0x0 0xbeef 2");
+}
+
+TEST(PrettyPrintText, PrecisionOfFloatingPointValuesIsSettableWithinItsRange) {
+    pnt_PrettyPrint pp(200);
+    EXPECT_EQ(pp.Precision(), 6);
+    pp.SetPrecision(3);
+    pp << 3.14159 << ' ' << 1234567.0 << ' ';
+    pp.SetPrecision(17);
+    pp << 0.1 << ' ';
+    pp.SetPrecision(0);
+    pp << 2.5;
+    EXPECT_EQ(TextOf(pp), "3.14 1.23e+06 0.10000000000000001 2");
+    pp.SetPrecision(1000);
+    EXPECT_EQ(pp.Precision(), pnt_PrettyPrint::MaxPrecision);
+}
+
+TEST(PrettyPrintText, PrinterOnAStreamTakesTheStreamsPrecision) {
+    std::ostringstream out;
+    out.precision(3);
+    {
+        pnt_PrettyPrint pp(out);
+        pp << 2.0 / 3;
+    }
+    EXPECT_EQ(out.str(), "0.667");
+}
+
+TEST(PrettyPrintText, ValuePrintsIntoEitherStringInOneCall) {
+    EXPECT_EQ(std::string(pnt_ToString(1.0 / 3).c_str()), "0.333333");
+    EXPECT_EQ(pnt_ToStdString(1.0 / 3, {.precision = 2}), "0.33");
+    EXPECT_EQ(pnt_ToStdString(cow_String("ab\ncd"), {.width = 1}), "ab\ncd");
 }
 
 TEST(PrettyPrintText, NullTextPrintsNothing) {
@@ -330,7 +369,7 @@ TEST(PrettyPrintSinks, FileAndStreamSinksReceiveTheLayoutAndNoOwnText) {
     char buffer[64] = {};
     const std::size_t n = std::fread(buffer, 1, sizeof buffer - 1, file);
     std::fclose(file);
-    EXPECT_EQ(std::string(buffer, n), "(ab\n  cd\n  ef)");
+    EXPECT_EQ(std::string(buffer, n), "(ab cd\n  ef)");
     EXPECT_EQ(out.str(), std::string(buffer, n));
 }
 
