@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <sstream>
 #include <typeinfo>
 
 namespace {
@@ -175,6 +176,13 @@ TEST_F(ExceptionPrint, CommandExceptionPrintsOnlyTheRootsPart) {
 TEST_F(ExceptionPrint, NarrowLinesBreakWhereTheNextItemPassesTheWidth) {
     EXPECT_EQ(printed(raised(nex_TextException("disk full"), "file", 12), 12),
               "(NAME\n  (nex_Exception\n    file 12)\n  disk full\n  )");
+}
+
+TEST_F(ExceptionPrint, StandardStreamsGetThePrintedForm) {
+    std::ostringstream out;
+    out << raised(nex_TextException("disk full"), "f", 2) << ' '
+        << Handle(static_cast<nex_Exception*>(nullptr));
+    EXPECT_EQ(out.str(), "(NAME (nex_Exception f 2) disk full ) (NULL)");
 }
 
 TEST_F(ExceptionPrint, PointersPrintOnceThenAsBackReferencesAndEmptyHandlesAsNull) {
