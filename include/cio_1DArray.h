@@ -87,7 +87,8 @@ struct cio_1DArrayListAccess {
         list.length = fits ? length : static_cast<uint32_t>(list.storage.Length());
     }
     template <class T, class A>
-    static pnt_PrettyPrint& Print(pnt_PrettyPrint& pp, const cow_1DArrayList<T, A>& list) {
+    static pnt_PrettyPrint& Print(pnt_PrettyPrint& pp, const cow_1DArrayList<T, A>& list,
+                                  cio_Form form = cio_Form::OnePerLine) {
         // Reads that make no block. A block never made prints "..." once, as the array's
         // own printer does: a list read from a stream may span many blocks it never had.
         const unsigned size = list.storage.BlockSize();
@@ -101,7 +102,7 @@ struct cio_1DArrayListAccess {
                 items.push_back(i);
             }
         }
-        return cio_PrintSequence(pp, "[", ",", "]", items.size(), [&](uint64_t item) {
+        return cio_PrintIn(form, pp, "[", ",", "]", items.size(), [&](uint64_t item) {
             const uint64_t i = items[item];
             if (i == absentBlock) {
                 pp << "...";
@@ -121,8 +122,10 @@ template <class U>
 void cio_ReadElement(bio_Ifilter& in, cow_1DArrayList<U, U>& list) {
     cio_1DArrayListAccess::Read(in, list);
 }
+// A list held by a list or a map takes their compact form, while the list's own print operator
+// keeps its published element per line.
 template <class U>
 void cio_PrintElement(pnt_PrettyPrint& pp, const cow_1DArrayList<U, U>& list) {
-    cio_1DArrayListAccess::Print(pp, list);
+    cio_1DArrayListAccess::Print(pp, list, cio_Form::Compact);
 }
 } // namespace vlt::detail

@@ -93,6 +93,11 @@ pnt_PrettyPrint& operator<<(pnt_PrettyPrint& pp, const cow_1DArrayList<T, T>& li
     return obj_PrintP0Obj(pp, &list, cio_1DArrayList<T, T>::TypeId());
 }
 
+template <class T>
+std::ostream& operator<<(std::ostream& out, const cow_1DArrayList<T, T>& list) {
+    return pnt_PrintOn(out, list);
+}
+
 // The module's rows of the type table (facility 26), which cio_initialize inserts.
 inline constexpr unsigned short cio_Facility = 26;
 VLTUTL_API typ_ArchCompEntry cio_ArchEntry();

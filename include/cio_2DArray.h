@@ -49,6 +49,11 @@ pnt_PrettyPrint& operator<<(pnt_PrettyPrint& pp, const cow_2DArray<T>& table) {
     });
 }
 
+template <class T>
+std::ostream& operator<<(std::ostream& out, const cow_2DArray<T>& table) {
+    return pnt_PrintOn(out, table);
+}
+
 #define VLT_CIO_2DARRAY_DECLARE(T)                                                                 \
     extern template VLTUTL_API bio_Ofilter& operator<<(bio_Ofilter&, const cow_2DArray<T>&);       \
     extern template VLTUTL_API bio_Ifilter& operator>>(bio_Ifilter&, cow_2DArray<T>&);             \

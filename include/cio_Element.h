@@ -106,6 +106,10 @@ void cio_ReadRun(bio_Ifilter& in, T* run, unsigned n) {
     }
 }
 
+// The two printed forms of a sequence: the arrays' one element per line, and the compact form
+// of the lists and maps, which fills lines.
+enum class cio_Form { OnePerLine, Compact };
+
 // The printed form of a sequence, inside ESC t ESC { ... ESC } ESC u: `open`, then each item
 // preceded by " " ESC o (the first) or `separator` ESC n (the others) and followed by " " ESC o,
 // then " " ESC o after the last item, then `close`. `item(i)` prints item i.
@@ -126,6 +130,33 @@ pnt_PrettyPrint& cio_PrintSequence(pnt_PrettyPrint& pp, const char* open, const 
         pp << " " << pnt_OptionalBreak;
     }
     return pp << close << pnt_GroupClose << pnt_IndentOut;
+}
+
+// The compact form: `open`, " " ESC o, the items separated by `separator` " " ESC o, " ",
+// `close`; "{ 1, 2, 3 }" on one line when it fits, otherwise as few lines as the width allows.
+// No break comes before `close`, so that a bracket never starts a line.
+template <class Item>
+pnt_PrettyPrint& cio_PrintCompact(pnt_PrettyPrint& pp, const char* open, const char* separator,
+                                  const char* close, uint64_t count, Item item) {
+    pp << pnt_IndentIn << pnt_GroupOpen << open;
+    for (uint64_t i = 0; i < count; ++i) {
+        if (i != 0) {
+            pp << separator;
+        }
+        pp << " " << pnt_OptionalBreak;
+        item(i);
+    }
+    if (count != 0) {
+        pp << " ";
+    }
+    return pp << close << pnt_GroupClose << pnt_IndentOut;
+}
+
+template <class Item>
+pnt_PrettyPrint& cio_PrintIn(cio_Form form, pnt_PrettyPrint& pp, const char* open,
+                             const char* separator, const char* close, uint64_t count, Item item) {
+    return form == cio_Form::Compact ? cio_PrintCompact(pp, open, separator, close, count, item)
+                                     : cio_PrintSequence(pp, open, separator, close, count, item);
 }
 
 } // namespace vlt::detail

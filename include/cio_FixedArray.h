@@ -38,6 +38,11 @@ pnt_PrettyPrint& operator<<(pnt_PrettyPrint& pp, const cow_FixedArray<T>& array)
     });
 }
 
+template <class T>
+std::ostream& operator<<(std::ostream& out, const cow_FixedArray<T>& array) {
+    return pnt_PrintOn(out, array);
+}
+
 #define VLT_CIO_FIXEDARRAY_DECLARE(T)                                                              \
     extern template VLTUTL_API bio_Ofilter& operator<<(bio_Ofilter&, const cow_FixedArray<T>&);    \
     extern template VLTUTL_API bio_Ifilter& operator>>(bio_Ifilter&, cow_FixedArray<T>&);          \

@@ -4,7 +4,7 @@
 // string element as its object record). Reading appends to the list without clearing it first
 // (deliberate): each element is read through the pointer form of its input operator into a
 // temporary, appended, and the temporary freed. A count below 1 reads nothing more.
-// Printed: "{", the elements separated by ",", "}" (see cio_PrintSequence).
+// Printed compact: "{ 1, 2, 3 }" on as few lines as the width allows (see cio_PrintCompact).
 #pragma once
 
 #include "cio_1DArray.h"
@@ -36,10 +36,15 @@ bio_Ifilter& operator>>(bio_Ifilter& in, cow_List<T>& list) {
 template <class T>
 pnt_PrettyPrint& operator<<(pnt_PrettyPrint& pp, const cow_List<T>& list) {
     cow_ListIter<T> it(list);
-    return vlt::detail::cio_PrintSequence(pp, "{", ",", "}", list.Size(), [&](uint64_t) {
+    return vlt::detail::cio_PrintCompact(pp, "{", ",", "}", list.Size(), [&](uint64_t) {
         vlt::detail::cio_PrintElement(pp, it.CurrentItem());
         it.Next();
     });
+}
+
+template <class T>
+std::ostream& operator<<(std::ostream& out, const cow_List<T>& list) {
+    return pnt_PrintOn(out, list);
 }
 
 #define VLT_CIO_LIST_DECLARE(T)                                                                    \

@@ -4,7 +4,7 @@
 // then the value. Reading inserts into the map without clearing it first: a key already there
 // gets the new value, other entries stay. Keys and values are read through the pointer forms
 // of their input operators into temporaries. A count below 1 reads nothing more.
-// Printed: "{", the entries "key: value" separated by ",", "}".
+// Printed compact and in key order: "{ a: 1, b: 2 }" on as few lines as the width allows.
 #pragma once
 
 #include "cio_1DArray.h"
@@ -37,16 +37,22 @@ bio_Ifilter& operator>>(bio_Ifilter& in, cow_Map<K, V>& map) {
     return in;
 }
 
+// Printed in key order, so that equal maps print alike.
 template <class K, class V>
 pnt_PrettyPrint& operator<<(pnt_PrettyPrint& pp, const cow_Map<K, V>& map) {
-    cow_ConstMapIterator<K, V> it(map);
+    cow_ConstMapSortedIt<K, V> it(map);
     it.First();
-    return vlt::detail::cio_PrintSequence(pp, "{", ",", "}", map.Size(), [&](uint64_t) {
+    return vlt::detail::cio_PrintCompact(pp, "{", ",", "}", map.Size(), [&](uint64_t) {
         vlt::detail::cio_PrintElement(pp, it.CurrentKey());
         pp << ": ";
         vlt::detail::cio_PrintElement(pp, it.CurrentValue());
         it.Next();
     });
+}
+
+template <class K, class V>
+std::ostream& operator<<(std::ostream& out, const cow_Map<K, V>& map) {
+    return pnt_PrintOn(out, map);
 }
 
 #define VLT_CIO_MAP_DECLARE(K, V)                                                                  \

@@ -22,6 +22,7 @@
 #include "vlt_Export.h"
 
 #include <cstdint>
+#include <iosfwd>
 
 class bio_Ifilter;
 class bio_Ofilter;
@@ -97,6 +98,11 @@ VLTUTL_API bio_Ifilter& operator>>(bio_Ifilter& in,
 // The held exception as an object, or "(NULL)".
 VLTUTL_API pnt_PrettyPrint& operator<<(pnt_PrettyPrint& pp,
                                        const cow_COW<nex_Exception, cow_Virtual<nex_Exception>>& h);
+
+// The printed forms above on a standard stream, through a printer on it.
+VLTUTL_API std::ostream& operator<<(std::ostream& out, const nex_Exception& e);
+VLTUTL_API std::ostream& operator<<(std::ostream& out,
+                                    const cow_COW<nex_Exception, cow_Virtual<nex_Exception>>& h);
 
 // The module's facility and its rows of the type table: row 0 empty, then the seven classes
 // of the family by class number. `nex_initialize` registers them; they are never withdrawn.

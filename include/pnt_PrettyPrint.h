@@ -4,31 +4,34 @@
 // writes it to its sink: a C `FILE*`, a `std::ostream`, or a text of its own (`Text()`). The
 // layout is driven by two-byte escape sequences inside the text, ESC (0x1B) then a letter:
 //
-//   ESC {   open a group. A group stays on one line when the whole of it fits in the rest of
-//           the line; otherwise it is broken, and its optional breaks become line breaks.
+//   ESC {   open a group. A group stays on one line when the whole of it, with what follows
+//           it up to the next break around it, fits in the rest of the line; otherwise it is
+//           broken, and its breaks may become line breaks.
 //   ESC }   close the innermost group.
 //   ESC t   indent one step (2 columns unless `SetIndentStep` says otherwise). Indentation is
 //           absolute: a line break starts its line at the current number of steps.
 //   ESC u   undo one indent step.
-//   ESC o   optional break: a line break when its group is broken, nothing otherwise.
+//   ESC o   optional break, which fills lines: in a broken group, a line break only when the
+//           item that follows it does not fit in the rest of the line; nothing in a group
+//           that fits. The item runs to the next break of its group or of a group around it,
+//           so that it holds the closing brackets and separators that must stay on its line.
 //   ESC n   newline: always a line break. It breaks every group around it, since they
 //           cannot fit on one line.
-//   ESC c   conditional break: a line break only when the text that follows it, up to the
-//           next break of its group or the end of the group, does not fit in the rest of the
-//           line; inside a group that fits it does nothing. It fills lines with items where
-//           ESC o would put one item per line.
+//   ESC c   conditional break: the same as ESC o.
 //
-// Outside any group ESC o behaves as ESC c. A plain '\n' in the text is ESC n. An ESC with any
-// other letter is written unchanged. Breaks write no blank of their own: a caller that wants
-// items separated when the line does not break writes " " before the break. Blanks that end a
-// line are not written, and an optional or conditional break at the start of a line (after
-// nothing but indentation) does not start another one. Widths count characters: every byte
-// except a UTF-8 continuation byte is one column. A sequence may be split between two calls.
+// Outside any group the breaks act as in a broken one. A plain '\n' in the text is ESC n. An
+// ESC with any other letter is written unchanged. Breaks write no blank of their own: a caller
+// that wants items separated when the line does not break writes " " before the break. Blanks
+// that end a line are not written, and an optional or conditional break at the start of a line
+// (after nothing but indentation) does not start another one. Widths count characters: every
+// byte except a UTF-8 continuation byte is one column. A sequence may be split between two
+// calls.
 //
-// The layout is Oppen's: linear in the length of the text, and the printer holds back at most
-// about three lines' worth of text and escapes (`BufferLimit`) plus one entry per open group,
-// however long the output. A group still undecided when that much is pending is broken
-// (its text is wider than the line, or it has more breaks and groups than a line can show).
+// The layout is Oppen's, with fill breaks: linear in the length of the text, and the printer
+// holds back at most about three lines' worth of text and escapes (`BufferLimit`) plus one
+// entry per open group, however long the output. A group or item still undecided when that
+// much is pending is broken (its text is wider than the line, or it has more breaks and groups
+// than a line can show).
 //
 // The printer also keeps the pointer log of object printing: an address gets a marker number
 // when it is first printed (`NewMarker`, numbered from 1), and the object is written after
@@ -42,10 +45,12 @@
 #include "omi_PointerLog.h"
 #include "vlt_Export.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdio>
 #include <iosfwd>
 #include <memory>
+#include <string>
 
 namespace vlt::detail {
 inline constexpr char pnt_PrettyPrintPath[] = "include/pnt_PrettyPrint";
@@ -70,6 +75,8 @@ class VLTUTL_API pnt_PrettyPrint {
 public:
     static constexpr unsigned DefaultWidth = 80;
     static constexpr unsigned DefaultIndentStep = 2;
+    static constexpr int DefaultPrecision = 6;
+    static constexpr int MaxPrecision = 40;
 
     // How much the printer holds back: escape tokens and bytes of text.
     struct BufferUse {
@@ -79,7 +86,8 @@ public:
 
     // A printer into its own text (see `Text`). A width of 0 counts as 1.
     explicit pnt_PrettyPrint(unsigned width = DefaultWidth);
-    // A printer onto a file or a stream, which stay the caller's; they must outlive it.
+    // A printer onto a file or a stream, which stay the caller's; they must outlive it. A
+    // printer on a stream takes the stream's precision.
     explicit pnt_PrettyPrint(std::FILE* file, unsigned width = DefaultWidth);
     explicit pnt_PrettyPrint(std::ostream& out, unsigned width = DefaultWidth);
     pnt_PrettyPrint(const pnt_PrettyPrint&) = delete;
@@ -104,7 +112,8 @@ public:
     pnt_PrettyPrint& operator<<(unsigned value);
     pnt_PrettyPrint& operator<<(unsigned long value);
     pnt_PrettyPrint& operator<<(unsigned long long value);
-    // As `cow_String(double)` formats it ("%lg").
+    // With `Precision()` significant digits, as "%.*g" formats it; at the default precision
+    // the text of `cow_String(double)`.
     pnt_PrettyPrint& operator<<(double value);
     // "0x" and the address in lower-case hexadecimal.
     pnt_PrettyPrint& operator<<(const void* address);
@@ -116,7 +125,14 @@ public:
     // for a printer on a file or a stream.
     cow_String Text();
 
+    // The same as a standard string.
+    std::string StdText();
+
     unsigned Width() const;
+    // Significant digits of the floating-point values printed from now on, from 1 to
+    // `MaxPrecision`; a value outside counts as the nearest end.
+    int Precision() const { return precision_; }
+    void SetPrecision(int digits) { precision_ = digits < 1 ? 1 : std::min(digits, MaxPrecision); }
     // Columns per indent step, from the next line break on.
     void SetIndentStep(unsigned columns);
 
@@ -160,9 +176,41 @@ private:
     vlt::detail::omi_AddressLog pointerLog_;
     unsigned nextmarker_ = 1;
     unsigned debugDepth_ = 0;
+    int precision_ = DefaultPrecision;
     bool escapePending_ = false;
 };
 
 // The library's shared debug printer, on standard error; created on first use and destroyed
 // by the last `pnt_finalize`. One thread at a time.
 VLTUTL_API pnt_PrettyPrint& pnt_debugPrint();
+
+// How `pnt_ToString` and `pnt_ToStdString` lay a value out.
+struct pnt_Format {
+    unsigned width = pnt_PrettyPrint::DefaultWidth;
+    int precision = pnt_PrettyPrint::DefaultPrecision;
+};
+
+// A value printed into a text of its own, in one call: `pnt_ToString(map, {.width = 40})`.
+template <class T>
+cow_String pnt_ToString(const T& value, pnt_Format format = {}) {
+    pnt_PrettyPrint pp(format.width);
+    pp.SetPrecision(format.precision);
+    pp << value;
+    return pp.Text();
+}
+template <class T>
+std::string pnt_ToStdString(const T& value, pnt_Format format = {}) {
+    pnt_PrettyPrint pp(format.width);
+    pp.SetPrecision(format.precision);
+    pp << value;
+    return pp.StdText();
+}
+
+// The standard stream output of the library's printable types: the value goes through a
+// printer of the default width on the stream, at the stream's precision.
+template <class T>
+std::ostream& pnt_PrintOn(std::ostream& out, const T& value) {
+    pnt_PrettyPrint pp(out);
+    pp << value;
+    return out;
+}

@@ -51,3 +51,11 @@ pnt_PrettyPrint& operator<<(pnt_PrettyPrint& pp, const Handle& h) {
     }
     return pp << *h;
 }
+
+std::ostream& operator<<(std::ostream& out, const nex_Exception& e) {
+    return pnt_PrintOn(out, e);
+}
+
+std::ostream& operator<<(std::ostream& out, const Handle& h) {
+    return pnt_PrintOn(out, h);
+}

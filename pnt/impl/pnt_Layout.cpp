@@ -35,6 +35,7 @@ pnt_Layout::pnt_Layout(pnt_Sink& sink, unsigned width, unsigned indentStep)
       pieceLimit_(std::size_t{width_} + 1) {}
 
 void pnt_Layout::Text(const char* text, std::size_t n) {
+    noteTrailingBlanks(text, n);
     while (n > 0) {
         if (pending_.empty()) {
             writer_.Write(text, n, columnsOf(text, n));
@@ -57,7 +58,7 @@ void pnt_Layout::Text(const char* text, std::size_t n) {
 
 void pnt_Layout::Open() {
     ++depth_;
-    pushPending(Token{Kind::Open, pnt_BreakKind::Optional, false, 0, 0, 0, depth_});
+    pushPending(Token{Kind::Open, pnt_BreakKind::Optional, false, false, 0, 0, 0, depth_});
 }
 
 void pnt_Layout::Close() {
@@ -65,18 +66,12 @@ void pnt_Layout::Close() {
     if (depth_ == 0) {
         return;
     }
-    const Token close{Kind::Close, pnt_BreakKind::Optional, true, 0, 0, 0, depth_};
+    const Token close{Kind::Close, pnt_BreakKind::Optional, true, false, 0, 0, 0, depth_};
     if (pending_.empty()) {
         print(close);
     } else {
+        markClosed(depth_);
         push(close);
-        endSection(depth_);
-        if (!pending_.empty() && at(pending_.back()).kind == Kind::Open &&
-            at(pending_.back()).depth == depth_) {
-            decide(pending_.back());
-            pending_.pop_back();
-        }
-        advance();
     }
     --depth_;
 }
@@ -96,8 +91,9 @@ void pnt_Layout::Unindent() {
 }
 
 void pnt_Layout::Break(pnt_BreakKind kind) {
-    endSection(depth_);
-    const Token token{Kind::Break, kind, kind == pnt_BreakKind::NewLine, 0, 0, 0, depth_};
+    endSections(depth_);
+    trailingBlanks_ = 0;
+    const Token token{Kind::Break, kind, kind == pnt_BreakKind::NewLine, false, 0, 0, 0, depth_};
     if (kind != pnt_BreakKind::NewLine) {
         pushPending(token);
         return;
@@ -141,6 +137,15 @@ void pnt_Layout::pushPending(Token token) {
     pending_.push_back(frontIndex_ + tokens_.size() - 1);
 }
 
+void pnt_Layout::noteTrailingBlanks(const char* text, std::size_t n) {
+    std::size_t kept = n;
+    while (kept > 0 && text[kept - 1] == ' ') {
+        --kept;
+    }
+    const auto blanks = static_cast<std::int64_t>(n - kept);
+    trailingBlanks_ = kept == 0 ? trailingBlanks_ + blanks : blanks;
+}
+
 void pnt_Layout::appendText(const char* text, std::size_t n) {
     const auto columns = static_cast<std::int64_t>(columnsOf(text, n));
     text_.append(text, n);
@@ -150,7 +155,7 @@ void pnt_Layout::appendText(const char* text, std::size_t n) {
         tokens_.back().length += n;
         noteUse();
     } else {
-        push(Token{Kind::Text, pnt_BreakKind::Optional, true, columns, n, 0, 0});
+        push(Token{Kind::Text, pnt_BreakKind::Optional, true, false, columns, n, 0, 0});
     }
 }
 
@@ -167,12 +172,12 @@ void pnt_Layout::indent(int steps) {
         }
         return;
     }
-    push(Token{Kind::Indent, pnt_BreakKind::Optional, true, 0, 0, steps, 0});
+    push(Token{Kind::Indent, pnt_BreakKind::Optional, true, false, 0, 0, steps, 0});
 }
 
 void pnt_Layout::decideFront() {
-    tokens_.front().size = tooWide;
-    tokens_.front().decided = true;
+    at(pending_.front()).size = tooWide;
+    at(pending_.front()).decided = true;
     pending_.pop_front();
     advance();
 }
@@ -183,16 +188,50 @@ void pnt_Layout::decide(std::uint64_t index) {
     token.decided = true;
 }
 
-void pnt_Layout::endSection(unsigned depth) {
-    if (!pending_.empty() && at(pending_.back()).kind == Kind::Break &&
-        at(pending_.back()).depth == depth) {
-        decide(pending_.back());
+// Pending entries of depth `depth` or more that come after the last one of a group around it
+// are the breaks of the current group and of the groups closed since, and the opens of those
+// closed groups: this break ends all of their extents. The current group's open stays.
+void pnt_Layout::endSections(unsigned depth) {
+    std::uint64_t keep = 0;
+    bool keeping = false;
+    bool decided = false;
+    while (!pending_.empty() && at(pending_.back()).depth >= depth) {
+        Token& token = at(pending_.back());
+        if (token.kind == Kind::Open && !token.closed) {
+            keep = pending_.back();
+            keeping = true;
+        } else {
+            decide(pending_.back());
+            // A line that breaks here drops its last blanks, so they need no room.
+            token.size = std::max<std::int64_t>(token.size - trailingBlanks_, 0);
+            decided = true;
+        }
         pending_.pop_back();
+    }
+    if (keeping) {
+        pending_.push_back(keep);
+    }
+    if (decided) {
+        advance();
+    }
+}
+
+// The group's open is the last pending open of its depth not yet closed, unless it is decided.
+void pnt_Layout::markClosed(unsigned depth) {
+    for (auto entry = pending_.rbegin(); entry != pending_.rend(); ++entry) {
+        Token& token = at(*entry);
+        if (token.depth < depth) {
+            return;
+        }
+        if (token.kind == Kind::Open && token.depth == depth && !token.closed) {
+            token.closed = true;
+            return;
+        }
     }
 }
 
 void pnt_Layout::decideWhileTooWide() {
-    while (!pending_.empty() && rightTotal_ - leftTotal_ > space()) {
+    while (!pending_.empty() && rightTotal_ - leftTotal_ - trailingBlanks_ > space()) {
         decideFront();
     }
 }
@@ -242,11 +281,11 @@ void pnt_Layout::printBreak(const Token& token) {
     case pnt_BreakKind::NewLine:
         break;
     case pnt_BreakKind::Optional:
-        // Outside any group an optional break is a conditional one.
-        lineBreak = groups_.empty() ? token.size > space() : groups_.back();
-        break;
     case pnt_BreakKind::Conditional:
-        lineBreak = token.size > space();
+        // A fill break: only a broken group (or no group) breaks, and only where the next item
+        // would pass the width. A break that would not move the item left gains nothing.
+        lineBreak = (groups_.empty() || groups_.back()) && token.size > space() &&
+                    std::size_t{printIndent_} * indentStep_ < writer_.Column();
         break;
     }
     if (lineBreak) {

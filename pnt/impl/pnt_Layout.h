@@ -53,6 +53,7 @@ private:
         Kind kind;
         pnt_BreakKind breakKind;
         bool decided;
+        bool closed; // an open whose group has closed
         // Width of the text, of the group, or of the section after the break; while
         // undecided, the scanned width at which the entry began.
         std::int64_t size;
@@ -66,13 +67,18 @@ private:
     void push(const Token& token);
     void pushPending(Token token);
     void appendText(const char* text, std::size_t n);
+    void noteTrailingBlanks(const char* text, std::size_t n);
     std::size_t textBytes() const { return text_.size() - textHead_; }
     void indent(int steps);
     // Decides the front entry as not fitting and prints what that releases.
     void decideFront();
     void decide(std::uint64_t index);
-    // Decides the pending break of the group at `depth`, whose section ends here.
-    void endSection(unsigned depth);
+    // Decides the pending entries whose extent ends at a break of the group at `depth`. The
+    // extent of a break, and of a group, runs past the closes of its group and of the groups
+    // inside to the next break at its depth or less, so that it holds the closing brackets and
+    // separators that must stay on its line.
+    void endSections(unsigned depth);
+    void markClosed(unsigned depth);
     void decideWhileTooWide();
     void advance();
     void print(const Token& token);
@@ -92,8 +98,9 @@ private:
     std::deque<std::uint64_t> pending_;
     std::string text_; // text of the queued Text entries, from textHead_
     std::size_t textHead_ = 0;
-    std::int64_t leftTotal_ = 0;  // width printed of everything ever queued
-    std::int64_t rightTotal_ = 0; // width of everything ever queued
+    std::int64_t leftTotal_ = 0;      // width printed of everything ever queued
+    std::int64_t rightTotal_ = 0;     // width of everything ever queued
+    std::int64_t trailingBlanks_ = 0; // blank columns that end the text scanned so far
     unsigned depth_ = 0;
     unsigned indentSteps_ = 0;
     pnt_PrettyPrint::BufferUse highWater_{0, 0};

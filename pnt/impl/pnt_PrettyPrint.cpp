@@ -32,7 +32,9 @@ pnt_PrettyPrint::pnt_PrettyPrint(std::FILE* file, unsigned width)
 
 pnt_PrettyPrint::pnt_PrettyPrint(std::ostream& out, unsigned width)
     : sink_(std::make_unique<vlt::detail::pnt_StreamSink>(out)), text_(nullptr),
-      layout_(std::make_unique<vlt::detail::pnt_Layout>(*sink_, width, DefaultIndentStep)) {}
+      layout_(std::make_unique<vlt::detail::pnt_Layout>(*sink_, width, DefaultIndentStep)) {
+    SetPrecision(static_cast<int>(out.precision()));
+}
 
 pnt_PrettyPrint::~pnt_PrettyPrint() {
     layout_->Flush();
@@ -152,8 +154,13 @@ pnt_PrettyPrint& pnt_PrettyPrint::operator<<(unsigned long long value) {
     return printInteger(*this, value);
 }
 
+// to_chars gives the text of "%.*g" in the C locale, with the same two-digit exponents on
+// every runtime library.
 pnt_PrettyPrint& pnt_PrettyPrint::operator<<(double value) {
-    return *this << cow_String(value);
+    char digits[64];
+    const auto result = std::to_chars(digits, digits + sizeof digits, value,
+                                      std::chars_format::general, precision_);
+    return Output(digits, static_cast<std::size_t>(result.ptr - digits));
 }
 
 pnt_PrettyPrint& pnt_PrettyPrint::operator<<(const void* address) {
@@ -172,6 +179,11 @@ cow_String pnt_PrettyPrint::Text() {
     }
     const std::string& text = text_->Text();
     return cow_String(text.data(), static_cast<unsigned>(text.size()));
+}
+
+std::string pnt_PrettyPrint::StdText() {
+    Flush();
+    return text_ != nullptr ? text_->Text() : std::string();
 }
 
 unsigned pnt_PrettyPrint::Width() const {

@@ -21,6 +21,7 @@
 #include <functional>
 #include <iterator>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -410,24 +411,108 @@ std::string Printed(const std::function<void(pnt_PrettyPrint&)>& print) {
     return pp.Text().c_str();
 }
 
-// A comma starts a new line (ESC n), which breaks the group: every optional break then breaks.
+// The array forms put a newline (ESC n) after every comma, so each element has a line of its
+// own; the optional breaks around an element fill, so no comma or bracket is left alone.
 TEST_F(Malformed, SequencesPrintWithTheirBracketsAndSeparators) {
     const int values[2] = {1, 2};
     const cow_1DArrayList<int, int> list(values, 2, 1, 2);
-    EXPECT_EQ(Printed([&](pnt_PrettyPrint& pp) { pp << list; }), "[\n  1\n  ,\n  2\n  ]");
+    EXPECT_EQ(Printed([&](pnt_PrettyPrint& pp) { pp << list; }), "[ 1 ,\n  2  ]");
     EXPECT_EQ(Printed([&](pnt_PrettyPrint& pp) { pp << cow_List<int>(); }), "{}");
     cow_Map<cow_String, float> map;
     map.Insert("k", 1.5f);
-    EXPECT_EQ(Printed([&](pnt_PrettyPrint& pp) { pp << map; }), "{ k: 1.5  }");
+    EXPECT_EQ(Printed([&](pnt_PrettyPrint& pp) { pp << map; }), "{ k: 1.5 }");
     Feed(Bytes().Words({0x1a0004, 0, 3, 3, 1, 0, 1, 9, 0}));
     cow_1DArrayList<int, int> sparse;
     mem >> sparse; // a block never made prints once, whatever its size
-    EXPECT_EQ(Printed([&](pnt_PrettyPrint& pp) { pp << sparse; }),
-              "[\n  ...\n  ,\n  9\n  ,\n  ...\n  ]");
+    EXPECT_EQ(Printed([&](pnt_PrettyPrint& pp) { pp << sparse; }), "[ ... ,\n  9 ,\n  ...  ]");
     cow_1DArray<int> array(2, 1);
     array.Get(1) = 4;
     EXPECT_EQ(Printed([&](pnt_PrettyPrint& pp) { cow_1DArray<int>::PrintData(pp, &array); }),
-              "[\n  ...\n  ,\n  4\n  ]");
+              "[ ... ,\n  4   ]");
+}
+
+// ---------------------------------------------------------------------------------------------
+// Printed layouts
+
+// The array lists print through the type table, so the modules are started.
+class PrintedLayouts : public vlt::test::StreamTest {};
+
+using Quantities = cow_Map<cow_String, cow_1DArrayList<int, int>>;
+
+Quantities FiveShortArrays() {
+    Quantities map;
+    const char* names[] = {"velocity", "density", "pressure", "energy", "mass"};
+    int seed = 1;
+    for (const char* name : names) {
+        cow_1DArrayList<int, int> values;
+        for (int i = 0; i < 3; ++i) {
+            values.Append(seed * 10 + i);
+        }
+        map.Insert(name, values);
+        ++seed;
+    }
+    return map;
+}
+
+cow_List<int> Counted(int n) {
+    cow_List<int> list;
+    for (int i = 1; i <= n; ++i) {
+        list.Append(i);
+    }
+    return list;
+}
+
+TEST_F(PrintedLayouts, ListsPrintOnOneLineWhenTheyFitAndFillNarrowLines) {
+    EXPECT_EQ(pnt_ToStdString(Counted(3)), "{ 1, 2, 3 }");
+    EXPECT_EQ(pnt_ToStdString(Counted(12), {.width = 16}),
+              "{ 1, 2, 3, 4, 5,\n  6, 7, 8, 9,\n  10, 11, 12 }");
+}
+
+TEST_F(PrintedLayouts, MapsPrintTheirEntriesInKeyOrder) {
+    cow_Map<unsigned int, unsigned int> map;
+    for (unsigned key : {9u, 2u, 7u, 4u, 1u}) {
+        map.Insert(key, key * 10);
+    }
+    EXPECT_EQ(pnt_ToStdString(map), "{ 1: 10, 2: 20, 4: 40, 7: 70, 9: 90 }");
+}
+
+// Five short arrays used to take 30 lines with lone commas; now a line holds what fits.
+TEST_F(PrintedLayouts, MapOfShortArraysFillsEightyColumnsAndANarrowWidth) {
+    EXPECT_EQ(pnt_ToStdString(FiveShortArrays()),
+              "{ density: [ 20, 21, 22 ], energy: [ 40, 41, 42 ], mass: [ 50, 51, 52 ],\n"
+              "  pressure: [ 30, 31, 32 ], velocity: [ 10, 11, 12 ] }");
+    const std::string narrow = "{ density: [ 20, 21,\n"
+                               "    22 ],\n"
+                               "  energy: [ 40, 41,\n"
+                               "    42 ],\n"
+                               "  mass: [ 50, 51,\n"
+                               "    52 ],\n"
+                               "  pressure: [ 30,\n"
+                               "    31, 32 ],\n"
+                               "  velocity: [ 10,\n"
+                               "    11, 12 ] }";
+    EXPECT_EQ(pnt_ToStdString(FiveShortArrays(), {.width = 20}), narrow);
+}
+
+// The published array form: each element on a line of its own, ending with its comma.
+TEST_F(PrintedLayouts, ArrayListKeepsOneElementPerLineAtAnyWidth) {
+    const int values[3] = {7, 8, 9};
+    const cow_1DArrayList<int, int> list(values, 3, 1, 3);
+    const std::string expected = "[ 7 ,\n  8 ,\n  9  ]";
+    EXPECT_EQ(pnt_ToStdString(list), expected);
+    EXPECT_EQ(pnt_ToStdString(list, {.width = 6}), expected);
+}
+
+TEST_F(PrintedLayouts, StandardStreamsPrintThroughThePrinterAtTheirPrecision) {
+    cow_List<float> list;
+    list.Append(1.23456f);
+    cow_FixedArray<double> fixed(1, 2.0 / 3);
+    cow_2DArray<int> table(1, 2, 5);
+    std::ostringstream out;
+    out.precision(3);
+    out << list << ' ' << fixed << ' ' << table << ' ' << FiveShortArrays();
+    EXPECT_EQ(out.str(),
+              "{ 1.23 } [ 0.667  ] [ [ 5 ,\n    5  ]  ] " + pnt_ToStdString(FiveShortArrays()));
 }
 
 } // namespace

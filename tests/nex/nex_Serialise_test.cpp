@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <sstream>
 #include <typeinfo>
 
 namespace {
@@ -170,9 +171,18 @@ TEST_F(ExceptionPrint, CommandExceptionPrintsOnlyTheRootsPart) {
               "(nex_CommandException (nex_Exception m 4) )");
 }
 
-TEST_F(ExceptionPrint, NarrowLinesBreakAtEveryItemWithIndentedGroups) {
+// The published form has a blank before the closing parenthesis, which then cannot share the
+// full line of the text.
+TEST_F(ExceptionPrint, NarrowLinesBreakWhereTheNextItemPassesTheWidth) {
     EXPECT_EQ(printed(raised(nex_TextException("disk full"), "file", 12), 12),
-              "(NAME\n  (nex_Exception\n    file\n    12)\n  disk full\n  )");
+              "(NAME\n  (nex_Exception\n    file 12)\n  disk full\n  )");
+}
+
+TEST_F(ExceptionPrint, StandardStreamsGetThePrintedForm) {
+    std::ostringstream out;
+    out << raised(nex_TextException("disk full"), "f", 2) << ' '
+        << Handle(static_cast<nex_Exception*>(nullptr));
+    EXPECT_EQ(out.str(), "(NAME (nex_Exception f 2) disk full ) (NULL)");
 }
 
 TEST_F(ExceptionPrint, PointersPrintOnceThenAsBackReferencesAndEmptyHandlesAsNull) {

@@ -38,24 +38,25 @@ void Item(pnt_PrettyPrint& pp, const char* head, std::initializer_list<const cha
 // ---------------------------------------------------------------------------------------------
 // Groups and breaks
 
-// A broken group breaks at every optional break and drops the blanks before them.
-TEST(PrettyPrintGroups, GroupOfExactlyTheWidthFitsAndOneMoreBreaks) {
+// A broken group breaks only before the item that would pass the width, and drops the blank
+// before that break.
+TEST(PrettyPrintGroups, GroupOfExactlyTheWidthFitsAndOneMoreBreaksBeforeTheLastItem) {
     pnt_PrettyPrint exact(7);
     Item(exact, "a", {"b", "c"}); // "(a b c)" is 7 columns
     EXPECT_EQ(TextOf(exact), "(a b c)");
 
     pnt_PrettyPrint narrow(6);
     Item(narrow, "a", {"b", "c"});
-    EXPECT_EQ(TextOf(narrow), "(a\n  b\n  c)");
+    EXPECT_EQ(TextOf(narrow), "(a b\n  c)");
 }
 
-TEST(PrettyPrintGroups, InnerGroupFitsWhileOuterBreaks) {
+TEST(PrettyPrintGroups, InnerGroupStaysWholeOnTheLineWhereItFits) {
     pnt_PrettyPrint pp(20);
     pp << In << Open << "(outer"
        << " " << Opt;
     Item(pp, "inner", {"x", "y"});
     pp << " " << Opt << "end)" << Close << Out;
-    EXPECT_EQ(TextOf(pp), "(outer\n  (inner x y)\n  end)");
+    EXPECT_EQ(TextOf(pp), "(outer (inner x y)\n  end)");
 }
 
 TEST(PrettyPrintGroups, NestedBrokenGroupsIndentOneStepMore) {
@@ -78,6 +79,15 @@ TEST(PrettyPrintGroups, InnerGroupIsMeasuredFromTheColumnWhereItStarts) {
     EXPECT_EQ(TextOf(pp), "(outer\n  yy (inner\n    x))");
 }
 
+// The blank before a break that is taken is dropped, so it needs no room on the line.
+TEST(PrettyPrintGroups, ItemEndingAtTheWidthStaysOnItsLine) {
+    pnt_PrettyPrint pp(10);
+    pp << Open << "aaa,"
+       << " " << Opt << "bbbb,"
+       << " " << Opt << "c" << Close;
+    EXPECT_EQ(TextOf(pp), "aaa, bbbb,\nc");
+}
+
 TEST(PrettyPrintGroups, IndentStepIsAdjustable) {
     pnt_PrettyPrint pp(8);
     pp.SetIndentStep(4);
@@ -97,35 +107,47 @@ TEST(PrettyPrintGroups, TopLevelOptionalBreakActsAsConditional) {
     EXPECT_EQ(TextOf(pp), "aaaa bbbb\ncccc");
 }
 
-TEST(PrettyPrintGroups, BreaksOfAFittingGroupNeverFireEvenNearTheEdge) {
+TEST(PrettyPrintGroups, BreaksOfAGroupThatEndsAtTheEdgeNeverFire) {
     pnt_PrettyPrint pp(10);
-    pp << "123456" << Open << "ab" << Cond << Opt << "cd" << Close << "xyz";
-    EXPECT_EQ(TextOf(pp), "123456abcdxyz");
+    pp << "123456" << Open << "ab" << Cond << Opt << "cd" << Close;
+    EXPECT_EQ(TextOf(pp), "123456abcd");
+}
+
+// "bb)" fits after "(aaaa ", but the brackets glued to it would pass the width.
+TEST(PrettyPrintGroups, AnItemHoldsTheTextAfterItsGroupUpToTheNextBreakAroundIt) {
+    pnt_PrettyPrint pp(10);
+    pp << Open << "(aaaa"
+       << " " << Opt << "bb)" << Close << ")))"
+       << " " << Cond << "c";
+    EXPECT_EQ(TextOf(pp), "(aaaa\nbb)))) c");
 }
 
 // ---------------------------------------------------------------------------------------------
 // Newlines and conditional breaks
 
-TEST(PrettyPrintNewLines, NewLineBreaksEveryGroupAroundIt) {
-    pnt_PrettyPrint pp(80);
+// A group around a line end is broken, so the items after it still fill their lines.
+TEST(PrettyPrintNewLines, NewLineBreaksTheGroupsAroundItAndItemsStillFill) {
+    pnt_PrettyPrint pp(10);
     pp << Open << "a"
-       << " " << Opt << "b" << NL << "c"
-       << " " << Opt << "d" << Close;
-    EXPECT_EQ(TextOf(pp), "a\nb\nc\nd");
+       << " " << Opt << "b" << NL << "cccccc"
+       << " " << Opt << "dddd"
+       << " " << Opt << "e" << Close;
+    EXPECT_EQ(TextOf(pp), "a b\ncccccc\ndddd e");
 }
 
-TEST(PrettyPrintNewLines, GroupClosedBeforeTheNewLineKeepsItsFit) {
+// An item that holds a line end cannot fit: the break before it is taken.
+TEST(PrettyPrintNewLines, ItemHoldingALineEndStartsOnANewLine) {
     pnt_PrettyPrint pp(80);
-    pp << Open << Open << "x"
-       << " " << Opt << "y" << Close << " " << Opt << "z" << NL << Close;
-    EXPECT_EQ(TextOf(pp), "x y\nz\n");
+    pp << Open << "x"
+       << " " << Opt << Open << "y" << NL << "z" << Close << Close;
+    EXPECT_EQ(TextOf(pp), "x\ny\nz");
 }
 
 TEST(PrettyPrintNewLines, PlainLineEndInTextIsANewLine) {
     pnt_PrettyPrint pp(80);
     pp << In << Open << "a"
        << " " << Opt << "b\nc" << Close << Out;
-    EXPECT_EQ(TextOf(pp), "a\n  b\n  c");
+    EXPECT_EQ(TextOf(pp), "a b\n  c");
 }
 
 TEST(PrettyPrintNewLines, TwoNewLinesLeaveAnEmptyLineButBreaksAtALineStartDoNot) {
@@ -145,14 +167,14 @@ TEST(PrettyPrintNewLines, ConditionalBreaksFillLines) {
 }
 
 TEST(PrettyPrintNewLines, ConditionalBreakCountsNestedGroupsInItsSection) {
-    // The first section is "cd efgh " (8 columns), nested group included: it does not fit
-    // after "ab " on a 10-column line, and then "ij" fits after it.
+    // The first section is "cd efgh" (7 columns), nested group included: it ends the 10-column
+    // line exactly after "ab ", and "ij" goes to the next.
     pnt_PrettyPrint pp(10);
     pp << Open << "ab"
        << " " << Cond << Open << "cd"
        << " " << Opt << "ef" << Close << "gh"
        << " " << Cond << "ij" << Close;
-    EXPECT_EQ(TextOf(pp), "ab\ncd efgh ij");
+    EXPECT_EQ(TextOf(pp), "ab cd efgh\nij");
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -200,6 +222,36 @@ TEST(PrettyPrintText, InsertersWriteNumbersStringsAndAddresses) {
        << ' ' << 1e100 << ' ' << cow_String("text") << ' ' << static_cast<const void*>(nullptr)
        << ' ' << reinterpret_cast<const void*>(0xbeef) << ' ' << 2.0f;
     EXPECT_EQ(TextOf(pp), "-5 4000000000 -7 18446744073709551615 1.5 1e+100 text 0x0 0xbeef 2");
+}
+
+TEST(PrettyPrintText, PrecisionOfFloatingPointValuesIsSettableWithinItsRange) {
+    pnt_PrettyPrint pp(200);
+    EXPECT_EQ(pp.Precision(), 6);
+    pp.SetPrecision(3);
+    pp << 3.14159 << ' ' << 1234567.0 << ' ';
+    pp.SetPrecision(17);
+    pp << 0.1 << ' ';
+    pp.SetPrecision(0);
+    pp << 2.5;
+    EXPECT_EQ(TextOf(pp), "3.14 1.23e+06 0.10000000000000001 2");
+    pp.SetPrecision(1000);
+    EXPECT_EQ(pp.Precision(), 40);
+}
+
+TEST(PrettyPrintText, PrinterOnAStreamTakesTheStreamsPrecision) {
+    std::ostringstream out;
+    out.precision(3);
+    {
+        pnt_PrettyPrint pp(out);
+        pp << 2.0 / 3;
+    }
+    EXPECT_EQ(out.str(), "0.667");
+}
+
+TEST(PrettyPrintText, ValuePrintsIntoEitherStringInOneCall) {
+    EXPECT_EQ(std::string(pnt_ToString(1.0 / 3).c_str()), "0.333333");
+    EXPECT_EQ(pnt_ToStdString(1.0 / 3, {.precision = 2}), "0.33");
+    EXPECT_EQ(pnt_ToStdString(cow_String("ab\ncd"), {.width = 1}), "ab\ncd");
 }
 
 TEST(PrettyPrintText, NullTextPrintsNothing) {
@@ -266,7 +318,7 @@ TEST(PrettyPrintDebug, RecordStartsOnAFreshLineIndentsItsBodyAndEndsTheLine) {
     pp.StartDebug("f", 3);
     pp << "next";
     pp.EndDebug();
-    EXPECT_EQ(TextOf(pp), "before\nobj/impl/x:12: (node\n    alpha\n    beta)\nf:3: next\n");
+    EXPECT_EQ(TextOf(pp), "before\nobj/impl/x:12: (node\n    alpha beta)\nf:3: next\n");
 }
 
 TEST(PrettyPrintDebug, EndOfOutermostRecordAndClearingEmptyThePointerLog) {
@@ -317,7 +369,7 @@ TEST(PrettyPrintSinks, FileAndStreamSinksReceiveTheLayoutAndNoOwnText) {
     char buffer[64] = {};
     const std::size_t n = std::fread(buffer, 1, sizeof buffer - 1, file);
     std::fclose(file);
-    EXPECT_EQ(std::string(buffer, n), "(ab\n  cd\n  ef)");
+    EXPECT_EQ(std::string(buffer, n), "(ab cd\n  ef)");
     EXPECT_EQ(out.str(), std::string(buffer, n));
 }
 
@@ -388,7 +440,7 @@ TEST(PrettyPrintBounds, LongRunsLayOutLikeShortOnes) {
         Item(pp, "abc", {"def"});
         Item(pp, "abcdef", {"ghijkl"});
         pp << NL;
-        expected += "(abc def)(abcdef\n  ghijkl)\n";
+        expected += "(abc\n  def)(abcdef\n  ghijkl)\n"; // "def)(abcdef" cannot part
     }
     EXPECT_EQ(TextOf(pp), expected);
 }
