@@ -132,7 +132,11 @@ public:
     // Significant digits of the floating-point values printed from now on, from 1 to
     // `MaxPrecision`; a value outside counts as the nearest end.
     int Precision() const { return precision_; }
-    void SetPrecision(int digits) { precision_ = digits < 1 ? 1 : std::min(digits, MaxPrecision); }
+    // Compared by value: a reference to the constant (std::min) would need its definition,
+    // which a Windows client cannot import from the DLL.
+    void SetPrecision(int digits) {
+        precision_ = digits < 1 ? 1 : (digits > MaxPrecision ? MaxPrecision : digits);
+    }
     // Columns per indent step, from the next line break on.
     void SetIndentStep(unsigned columns);
 
