@@ -144,13 +144,7 @@ public:
     bool operator==(const cow_ListCursor&) const = default;
 
 private:
-    static Node* Reach(Link& link) {
-        if constexpr (Writable) {
-            return link.HasValue() ? &link.Get() : nullptr;
-        } else {
-            return link.ConstPtr();
-        }
-    }
+    static Node* Reach(Link& link) { return vlt_ReachNode<Writable>(link); }
 
     Node* node = nullptr;
 };

@@ -87,6 +87,17 @@ private:
     Cursor cursor;
 };
 
+// The node a link leads to: a writable walk makes a shared one private first, a read-only walk
+// only looks. Null at the end of a chain.
+template <bool Writable, class Link>
+auto* vlt_ReachNode(Link& link) {
+    if constexpr (Writable) {
+        return link.HasValue() ? &link.Get() : nullptr;
+    } else {
+        return link.ConstPtr();
+    }
+}
+
 // A key and its value, for the keyed containers' iterators.
 template <class K, class V>
 using vlt_Entry = std::pair<const K&, V&>;

@@ -92,21 +92,6 @@ TEST_F(CommandLine, ListParsesItsFirstElementAndReplacesOnlyTheRawArguments) {
     EXPECT_EQ(Option("k") + Option("a"), "k=va=1");
 }
 
-TEST_F(CommandLine, PlainArgumentsAreTheWordsNoOptionTakes) {
-    const auto plainWords = [] {
-        const cow_List<cow_String> plain = Line().PlainArguments();
-        Words words;
-        for (uint32_t i = 0; i < plain.Size(); ++i) {
-            words.push_back(plain.ConstGet(i).c_str());
-        }
-        return words;
-    };
-    Hand({"prog", "wing.inp", "-n", "2", "out", "-v"});
-    EXPECT_EQ(plainWords(), (Words{"wing.inp", "out"}));
-    HandList({"-k", "v", "tail"});
-    EXPECT_EQ(plainWords(), Words{"tail"});
-}
-
 TEST_F(CommandLine, PositionPastTheEndIsReportedAndReadsEmpty) {
     Hand({"prog"});
     vlt::test::AssertRecorder rec;
