@@ -7,6 +7,7 @@
 // here travels too, and the peer raises it again with its own class.
 //
 //     roundtrip [-values N]      N values per quantity (6 by default)
+//               [-save FILE]     also write the stream sent to the peer into FILE
 //
 // The peer is a fork on Linux, and on Windows this program started again with the handles of
 // its two pipe ends (-peerIn, -peerOut).
@@ -19,6 +20,7 @@
 #include "nex_ExitException.h"
 #include "pnt_PrettyPrint.h"
 #include "utl_CommandLine.h"
+#include "utl_FileDevice.h"
 #include "utl_Modules.h"
 
 #if defined(_WIN32)
@@ -216,7 +218,15 @@ int PeerEnd(const char*) {
 }
 #endif
 
-int RoundTrip(int values) {
+// The stream the peer is sent, in a file: what vlt-dump reads.
+void Save(const cow_String& path, const Model& result, const ExceptionHandle& failure) {
+    utl_OfileDevice file(path);
+    bio_OinternalFilter out(file);
+    out << result << failure;
+    file.donePushing();
+}
+
+int RoundTrip(int values, const cow_String& savePath) {
     const Model model = MakeModel(values);
     Model result = model;
     ShowSharing("after the copy", model, result);
@@ -225,6 +235,9 @@ int RoundTrip(int values) {
         "after changing pressure[0] in the copy (the map nodes on the path to it are copied)",
         model, result);
 
+    if (!savePath.empty()) {
+        Save(savePath, result, SolverFailure());
+    }
     Peer peer;
     if (!StartPeer(peer)) {
         std::perror("peer");
@@ -250,8 +263,9 @@ int main(int argc, char** argv) {
     const int fromParent = PeerEnd("peerIn");
     const int toParent = PeerEnd("peerOut");
     const int values = utl_CommandLine::Instance().ConstGetValueAsInt("values", 6);
-    const int status =
-        fromParent >= 0 && toParent >= 0 ? RunPeer(fromParent, toParent) : RoundTrip(values);
+    const cow_String savePath = utl_CommandLine::Instance().ConstGetValue("save", "");
+    const int status = fromParent >= 0 && toParent >= 0 ? RunPeer(fromParent, toParent)
+                                                        : RoundTrip(values, savePath);
     utl_finalize(tally);
     return status;
 }
