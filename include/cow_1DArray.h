@@ -827,7 +827,8 @@ bool cow_1DArrayList<T, A>::IsEqual(const cow_1DArrayList& other) const {
 }
 
 // The library's instances: declared here with the library's export attribute so that
-// clients link them; defined in cow/impl/cow_1DArrayList<Type>.cpp with VLT_COW_1DARRAY_DEFINE.
+// clients link them; defined in the files cow/impl/cow_1DArrayList*.cpp with
+// VLT_COW_1DARRAY_DEFINE.
 #define VLT_COW_1DARRAY_DECLARE(T)                                                                 \
     extern template class VLTUTL_API cow_1DArrayBlock<T>;                                          \
     extern template class VLTUTL_API cow_1DArray<T>;                                               \

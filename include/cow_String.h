@@ -238,10 +238,12 @@ inline cow_String operator+(cow_String lhs, const cow_String& rhs) {
 
 VLTUTL_API std::ostream& operator<<(std::ostream& out, const cow_String& s);
 
+namespace std {
 // Equal strings hash alike: the text up to its first NUL, as the comparisons read it.
 template <>
-struct std::hash<cow_String> {
+struct hash<cow_String> {
     std::size_t operator()(const cow_String& s) const noexcept {
         return std::hash<std::string_view>{}(s.c_str());
     }
 };
+} // namespace std

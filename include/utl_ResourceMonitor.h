@@ -4,10 +4,10 @@
 // The monitor is a process-wide singleton, `omi_Singleton<utl_ResourceMonitor>::Instance()`,
 // destroyed only by the client's `omi_SingletonBase<utl_ResourceMonitor>::Finalize()`. It stays
 // silent unless "KES_RESOURCE_MONITOR" is set when `Initialize` runs; then it writes the text
-// file <run name>".use" in the current directory: one row per mark, flushed at once, and at
-// the end the column header and the timer summary. Timer 20 is the monitor's own: `Initialize`
-// times 1000 empty start/stop pairs on it as a measure of the monitor's overhead, so clients
-// use timers 0 to 19.
+// file named by the run name and ".use" in the current directory: one row per mark, flushed at
+// once, and at the end the column header and the timer summary. Timer 20 is the monitor's own:
+// `Initialize` times 1000 empty start/stop pairs on it as a measure of the monitor's overhead, so
+// clients use timers 0 to 19.
 //
 // Nothing is locked: the monitor belongs to the main thread of a run.
 //
