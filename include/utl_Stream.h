@@ -55,6 +55,7 @@
 
 #include <concepts>
 #include <cstddef>
+#include <cstring>
 #include <memory>
 #include <string_view>
 #include <type_traits>
@@ -118,7 +119,13 @@ public:
     utl_Stream& operator<<(utl_Fixed number);
     utl_Stream& operator<<(utl_Scientific number);
     utl_Stream& operator<<(bool value);
-    utl_Stream& operator<<(char c) { return Write(&c, 1); }
+    utl_Stream& operator<<(char c) {
+        if (m_Pending < m_Limit) {
+            m_Buffer[m_Pending++] = c;
+            return *this;
+        }
+        return WriteSlowly(&c, 1);
+    }
     // A null pointer writes nothing.
     utl_Stream& operator<<(const char* text);
     utl_Stream& operator<<(std::string_view text) { return Write(text.data(), text.size()); }
@@ -138,7 +145,14 @@ public:
     }
 
     // The `count` bytes at `bytes`, as they are.
-    utl_Stream& Write(const char* bytes, std::size_t count);
+    utl_Stream& Write(const char* bytes, std::size_t count) {
+        if (count < m_Limit - m_Pending) {
+            std::memcpy(m_Buffer.get() + m_Pending, bytes, count);
+            m_Pending += count;
+            return *this;
+        }
+        return WriteSlowly(bytes, count);
+    }
 
     // The next line into `line`, without its line end. False, with `line` empty, when the
     // input has ended.
@@ -168,13 +182,26 @@ private:
     utl_Stream& WriteUnsigned(unsigned long long value);
     void Print(PrintFunction print, const void* value);
 
-    // At least `count` free bytes at the end of the output buffer.
-    char* Room(std::size_t count);
-    void Commit(const char* end);
+    // At least `count` free bytes at the end of the output buffer, and the end of what was
+    // written there.
+    char* Room(std::size_t count) {
+        return count < m_Limit - m_Pending ? m_Buffer.get() + m_Pending : MakeRoom(count);
+    }
+    void Commit(const char* end) {
+        m_Pending = static_cast<std::size_t>(end - m_Buffer.get());
+        if (m_Pending > m_Limit) {
+            Drain();
+        }
+    }
+    // What the buffer's fast paths leave to the rest: a full buffer, a misused stream, a
+    // stream that writes through.
+    utl_Stream& WriteSlowly(const char* bytes, std::size_t count);
+    char* MakeRoom(std::size_t count);
     void RequireOutput();
     void Drain();
     bool Fill();
     void AppendToLine(cow_String& line, const char* bytes, std::size_t count, bool first);
+    void TakeOver(utl_Stream& other) noexcept;
     // Lets the handle go, closing it when the stream owns it.
     void Release(bool report);
 
@@ -182,9 +209,13 @@ private:
     std::intptr_t m_Handle;
     Direction m_Direction;
     bool m_OwnsHandle;
-    bool m_WriteThrough = false;
     bool m_Standard = false;
-    // Output: the pending bytes are [0, m_End). Input: the unread ones are [m_Begin, m_End).
+    // Where the fast paths stop: the buffer's size on a buffered output stream, 0 on any other,
+    // so that a misused stream and one that writes through take the slow paths.
+    std::size_t m_Limit = 0;
+    // Output: the bytes not yet written, from the buffer's start. Input: the bytes not yet read
+    // are [m_Begin, m_End).
+    std::size_t m_Pending = 0;
     std::size_t m_Begin = 0;
     std::size_t m_End = 0;
     pnt_Format m_PrintFormat;

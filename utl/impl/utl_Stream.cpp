@@ -84,36 +84,39 @@ utl_Stream::utl_Stream(const cow_String& name, utl_FileAccess access)
       m_Direction(m_Handle == noFile             ? Direction::Closed
                   : access == utl_FileAccessRead ? Direction::Input
                                                  : Direction::Output),
-      m_OwnsHandle(true) {}
+      m_OwnsHandle(true), m_Limit(m_Direction == Direction::Output ? bufferSize : 0) {}
 
 utl_Stream::utl_Stream(utl_StandardStream which)
     : m_Buffer(std::make_unique<char[]>(bufferSize)),
       m_Handle(vlt::detail::FileStandardHandle(PlatformStandard(which))),
       m_Direction(which == utl_StandardStream::Input ? Direction::Input : Direction::Output),
-      m_OwnsHandle(false), m_WriteThrough(which == utl_StandardStream::Error),
-      m_Standard(which != utl_StandardStream::Input) {}
+      m_OwnsHandle(false), m_Standard(which != utl_StandardStream::Input),
+      m_Limit(which == utl_StandardStream::Output ? bufferSize : 0) {}
 
 utl_Stream::utl_Stream(utl_Stream&& other) noexcept
-    : m_Buffer(std::move(other.m_Buffer)), m_Handle(std::exchange(other.m_Handle, noFile)),
-      m_Direction(std::exchange(other.m_Direction, Direction::Closed)),
-      m_OwnsHandle(other.m_OwnsHandle), m_WriteThrough(other.m_WriteThrough),
-      m_Standard(other.m_Standard), m_Begin(std::exchange(other.m_Begin, 0)),
-      m_End(std::exchange(other.m_End, 0)), m_PrintFormat(other.m_PrintFormat) {}
+    : m_Handle(noFile), m_Direction(Direction::Closed), m_OwnsHandle(false) {
+    TakeOver(other);
+}
 
 utl_Stream& utl_Stream::operator=(utl_Stream&& other) {
     if (this != &other) {
         Close();
-        m_Buffer = std::move(other.m_Buffer);
-        m_Handle = std::exchange(other.m_Handle, noFile);
-        m_Direction = std::exchange(other.m_Direction, Direction::Closed);
-        m_OwnsHandle = other.m_OwnsHandle;
-        m_WriteThrough = other.m_WriteThrough;
-        m_Standard = other.m_Standard;
-        m_Begin = std::exchange(other.m_Begin, 0);
-        m_End = std::exchange(other.m_End, 0);
-        m_PrintFormat = other.m_PrintFormat;
+        TakeOver(other);
     }
     return *this;
+}
+
+void utl_Stream::TakeOver(utl_Stream& other) noexcept {
+    m_Buffer = std::move(other.m_Buffer);
+    m_Handle = std::exchange(other.m_Handle, noFile);
+    m_Direction = std::exchange(other.m_Direction, Direction::Closed);
+    m_OwnsHandle = other.m_OwnsHandle;
+    m_Standard = other.m_Standard;
+    m_Limit = std::exchange(other.m_Limit, 0);
+    m_Pending = std::exchange(other.m_Pending, 0);
+    m_Begin = std::exchange(other.m_Begin, 0);
+    m_End = std::exchange(other.m_End, 0);
+    m_PrintFormat = other.m_PrintFormat;
 }
 
 // No caller is left to receive a failure here, so it goes where a person will see it.
@@ -127,9 +130,9 @@ utl_Stream::~utl_Stream() {
     }
 }
 
-utl_Stream& utl_Stream::Write(const char* bytes, std::size_t count) {
+utl_Stream& utl_Stream::WriteSlowly(const char* bytes, std::size_t count) {
     RequireOutput();
-    if (count > bufferSize - m_End) {
+    if (count > bufferSize - m_Pending) {
         Drain();
         if (count >= bufferSize) {
             // Copying through the buffer would gain nothing.
@@ -140,24 +143,17 @@ utl_Stream& utl_Stream::Write(const char* bytes, std::size_t count) {
             return *this;
         }
     }
-    std::memcpy(m_Buffer.get() + m_End, bytes, count);
-    Commit(m_Buffer.get() + m_End + count);
+    std::memcpy(m_Buffer.get() + m_Pending, bytes, count);
+    Commit(m_Buffer.get() + m_Pending + count);
     return *this;
 }
 
-char* utl_Stream::Room(std::size_t count) {
+char* utl_Stream::MakeRoom(std::size_t count) {
     RequireOutput();
-    if (bufferSize - m_End < count) {
+    if (bufferSize - m_Pending < count) {
         Drain();
     }
-    return m_Buffer.get() + m_End;
-}
-
-void utl_Stream::Commit(const char* end) {
-    m_End = static_cast<std::size_t>(end - m_Buffer.get());
-    if (m_WriteThrough) {
-        Drain();
-    }
+    return m_Buffer.get() + m_Pending;
 }
 
 void utl_Stream::RequireOutput() {
@@ -172,7 +168,7 @@ void utl_Stream::RequireOutput() {
 // The pending bytes are dropped before the attempt: bytes the system refused once would only
 // fail again at the next flush, and in the destructor.
 void utl_Stream::Drain() {
-    const std::size_t count = std::exchange(m_End, 0);
+    const std::size_t count = std::exchange(m_Pending, 0);
     if (count == 0) {
         return;
     }
@@ -264,6 +260,8 @@ void utl_Stream::Close() {
 
 void utl_Stream::Release(bool report) {
     const utl_FileHandle handle = std::exchange(m_Handle, noFile);
+    m_Limit = 0;
+    m_Pending = 0;
     m_Begin = 0;
     m_End = 0;
     m_Buffer.reset();
