@@ -102,7 +102,8 @@ public:
     static constexpr int MaxPrecision = 1074;
 
     // Opens `name` as utl_File does for the mode (a failed open throws its text). Read makes
-    // an input stream, update (from the start of the existing file) and write output streams.
+    // an input stream, update (from the start of the existing file) and write output streams;
+    // any other mode is reported and makes a closed stream.
     utl_Stream(const cow_String& name, utl_FileAccess access);
     // Borrows a standard stream of the process.
     explicit utl_Stream(utl_StandardStream which);
