@@ -1,5 +1,5 @@
 // The operating-system operations behind the files facility (utl_File.h, utl_FileAttributes.h,
-// utl_DiskAttributes.h, utl_flock.h).
+// utl_DiskAttributes.h, utl_flock.h) and the text streams (utl_Stream.h).
 //
 // The portable sources decide the order of the steps, the texts and the rounding; each
 // platform implements these in utl_FilePlatform_<os>.cpp. None of them throws. An operation
@@ -24,6 +24,15 @@ bool FileClose(FileHandle handle);
 // (fewer than asked only at the end of the file, for a read).
 bool FileRead(FileHandle handle, char* bytes, int count, int& done);
 bool FileWrite(FileHandle handle, const char* bytes, int count, int& done);
+// One transfer of whatever is there, up to `count` bytes: a pipe or a terminal answers with
+// what it has rather than waiting for `count`. `done` is 0 at the end of the input, which a
+// pipe whose writer has gone counts as.
+bool FileReadSome(FileHandle handle, char* bytes, int count, int& done);
+
+enum class FileStandard { Input, Output, Error };
+// The process's own handle of a standard stream, which stays the process's; noFile when it has
+// none.
+FileHandle FileStandardHandle(FileStandard which);
 
 bool FileSeek(FileHandle handle, int64_t position);
 bool FileTell(FileHandle handle, int64_t& position);

@@ -106,6 +106,24 @@ bool FileWrite(FileHandle handle, const char* bytes, int count, int& done) {
     return done == count;
 }
 
+bool FileReadSome(FileHandle handle, char* bytes, int count, int& done) {
+    const long got = SystemReadSome(Descriptor(handle), bytes, static_cast<std::size_t>(count));
+    done = got > 0 ? static_cast<int>(got) : 0;
+    return got >= 0;
+}
+
+FileHandle FileStandardHandle(FileStandard which) {
+    switch (which) {
+    case FileStandard::Input:
+        return STDIN_FILENO;
+    case FileStandard::Output:
+        return STDOUT_FILENO;
+    case FileStandard::Error:
+        break;
+    }
+    return STDERR_FILENO;
+}
+
 bool FileSeek(FileHandle handle, int64_t position) {
     return lseek(Descriptor(handle), position, SEEK_SET) >= 0;
 }

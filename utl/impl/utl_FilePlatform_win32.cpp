@@ -105,6 +105,24 @@ bool FileWrite(FileHandle handle, const char* bytes, int count, int& done) {
     return succeeded;
 }
 
+bool FileReadSome(FileHandle handle, char* bytes, int count, int& done) {
+    if (FileRead(handle, bytes, count, done)) {
+        return true;
+    }
+    // The writer of a pipe has gone: that is the end of its input, as the end is for a file.
+    return GetLastError() == ERROR_BROKEN_PIPE;
+}
+
+FileHandle FileStandardHandle(FileStandard which) {
+    const DWORD id = which == FileStandard::Input    ? STD_INPUT_HANDLE
+                     : which == FileStandard::Output ? STD_OUTPUT_HANDLE
+                                                     : STD_ERROR_HANDLE;
+    const HANDLE handle = GetStdHandle(id);
+    return handle == nullptr || handle == INVALID_HANDLE_VALUE
+               ? noFile
+               : reinterpret_cast<FileHandle>(handle);
+}
+
 bool FileSeek(FileHandle handle, int64_t position) {
     LARGE_INTEGER distance{};
     distance.QuadPart = position;
