@@ -167,6 +167,7 @@ TEST(TranslationLayouts, BuiltAsTheirNamesSay) {
     const Bytes hashed = Built("de.mo");
     const Bytes plain = Built("de-nohash.mo");
     const Bytes big = Built("de-big.mo");
+    ASSERT_GE(hashed.size(), 28U);
     ASSERT_GE(plain.size(), 28U);
     ASSERT_GE(big.size(), 4U);
     EXPECT_NE(Word(hashed, 20), 0U);

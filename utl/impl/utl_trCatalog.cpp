@@ -140,8 +140,10 @@ bool trCatalog::ReadEntries(const Reader& file) {
     const uint32_t count = file.Word(8);
     const uint32_t originals = file.Word(12);
     const uint32_t translations = file.Word(16);
+    // The two tables take 16 bytes a message: the index, as large, then never outgrows the file
+    // even where a forged file lays the tables over each other.
     if (!file.Fits(originals, uint64_t{count} * 8) ||
-        !file.Fits(translations, uint64_t{count} * 8)) {
+        !file.Fits(translations, uint64_t{count} * 8) || !file.Fits(0, uint64_t{count} * 16)) {
         return false;
     }
     entries.reserve(count);

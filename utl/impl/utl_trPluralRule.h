@@ -27,8 +27,6 @@ public:
     // The index of the form for n (not checked against the dictionary's form count).
     uint64_t FormIndex(uint64_t n) const;
 
-    bool IsEnglish() const { return nodes.empty(); }
-
     // Deeper rules are refused: real ones nest a few levels.
     static constexpr int depthLimit = 40;
 
