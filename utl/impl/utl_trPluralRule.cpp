@@ -82,15 +82,10 @@ private:
         return true;
     }
 
-    // A one-character operator that is not the start of a two-character one ("<" but not "<=").
-    bool TakeAlone(char token, char notFollowedBy) {
+    // Logical not, but not the start of "!=".
+    bool TakeNot() {
         Skip();
-        if (at >= text.size() || text[at] != token ||
-            (at + 1 < text.size() && text[at + 1] == notFollowedBy)) {
-            return false;
-        }
-        ++at;
-        return true;
+        return text.substr(at, 2) != "!=" && Take("!");
     }
 
     int32_t Make(Op op, uint64_t value, int32_t a = failed, int32_t b = failed,
@@ -192,7 +187,7 @@ private:
             return failed;
         }
         int32_t result = failed;
-        if (TakeAlone('!', '=')) {
+        if (TakeNot()) {
             const int32_t operand = Unary();
             result = operand >= 0 ? Make(Op::Not, 0, operand) : failed;
         } else {
