@@ -13,6 +13,7 @@
 #include "utl_Modules.h"
 
 #include <cstdio>
+#include <cstdlib>
 #if defined(_WIN32)
 #include <fcntl.h>
 #include <io.h>
@@ -33,6 +34,16 @@ inline bool StartStreamModules() {
     cio_initialize(tally);
     nex_initialize(tally);
     return true;
+}
+
+// Sets an environment variable of this process, for the targets whose reader is configured
+// through one.
+inline void SetEnvironment(const char* name, const char* value) {
+#if defined(_WIN32)
+    _putenv_s(name, value);
+#else
+    setenv(name, value, 1);
+#endif
 }
 
 // Assertion reports seen by quiet runs since the process started.

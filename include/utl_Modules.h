@@ -13,6 +13,6 @@
 
 // Starts typ, thr, omni, cow, bio, pnt, obj, cio and nex, in this order, then the network layer.
 VLTUTL_API void utl_initialize(int& tally);
-// Releases the library's own singletons and the network layer, then stops the modules in the
-// reverse order.
+// Releases the library's own singletons, the translation dictionaries and the network layer,
+// then stops the modules in the reverse order.
 VLTUTL_API void utl_finalize(int& tally);

@@ -3,6 +3,7 @@
 #include "utl_Modules.h"
 #include "utl_Platform.h"
 #include "utl_Version.h"
+#include "utl_tr.h"
 
 namespace {
 omi_UseCount useCount;
@@ -29,6 +30,7 @@ void utl_finalize(int& tally) {
         return;
     }
     omi_SingletonBase<utl_Version>::Finalize();
+    utl_trReleaseDB();
     thr_GlobalSingletonBase<utl_CommandLine>::Finalize();
     utl_InetFinalize();
     nex_finalize(tally);
