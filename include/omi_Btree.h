@@ -28,8 +28,12 @@
 // Edge cases, all defined:
 // - The empty key is a key like any other and sorts first. Keys may hold NUL bytes (a view or a
 //   `cow_String` carries them; a `const char*` ends at its first NUL).
-// - A key of any length is accepted; one above 256 bytes costs an allocation of its own, and an
-//   allocation that fails throws `std::bad_alloc` with the tree unchanged.
+// - A key of any length is accepted; one above 256 bytes costs an allocation of its own. An
+//   allocation that fails throws `std::bad_alloc` with the tree unchanged, with one exception: a
+//   split that must store a separator above 256 bytes (neighbouring keys that share their first
+//   256 bytes) may fail half done, and the tree is then fit only to be cleared or destroyed.
+// - A tree more than 48 levels deep, which would take far more keys than memory holds, refuses
+//   the insertion after an assertion report.
 // - `Remove` of an absent key answers false and changes nothing; `ConstGet` and `Get` of an
 //   absent key answer null; `Insert` of a present key replaces its value and answers false.
 // - Reading, advancing or stepping back from an iterator past either end is reported through
@@ -98,7 +102,7 @@ public:
     // Held keys get blocks of their own.
     omi_BtreeKeys(const omi_BtreeKeys& other);
     omi_BtreeKeys& operator=(const omi_BtreeKeys&) = delete;
-    ~omi_BtreeKeys() { ReleaseHeld(0); }
+    ~omi_BtreeKeys() { ReleaseHeld(); }
 
     unsigned Count() const { return count; }
     std::string_view Key(unsigned i) const {
@@ -218,7 +222,7 @@ private:
         return probe.key.size() < key.size() ? -1 : (probe.key.size() > key.size() ? 1 : 0);
     }
     void Compact();
-    void ReleaseHeld(unsigned from);
+    void ReleaseHeld();
 
     uint64_t prefix[omi_BtreeSlots];
     uint16_t offset[omi_BtreeSlots];
@@ -574,7 +578,7 @@ omi_BtreeKeys<ArenaBytes>::omi_BtreeKeys(const omi_BtreeKeys& other)
                 block = new char[sizeof(std::size_t) + key.size()];
             } catch (...) {
                 count = static_cast<uint16_t>(i);
-                ReleaseHeld(0);
+                ReleaseHeld();
                 throw;
             }
             const std::size_t n = key.size();
@@ -586,8 +590,8 @@ omi_BtreeKeys<ArenaBytes>::omi_BtreeKeys(const omi_BtreeKeys& other)
 }
 
 template <unsigned ArenaBytes>
-void omi_BtreeKeys<ArenaBytes>::ReleaseHeld(unsigned from) {
-    for (unsigned i = from; i < count; ++i) {
+void omi_BtreeKeys<ArenaBytes>::ReleaseHeld() {
+    for (unsigned i = 0; i < count; ++i) {
         if (length[i] == omi_BtreeHeld) {
             char* block;
             std::memcpy(&block, arena + offset[i], sizeof block);
