@@ -2,7 +2,9 @@
 //
 // Each container walks itself with a small cursor of its own (where it stands, how it reads the
 // element there, how it moves on); `vlt_ForwardIterator` turns any such cursor into a forward
-// iterator that range-for, the standard algorithms and the ranges library accept. The cursor
+// iterator that range-for, the standard algorithms and the ranges library accept; a cursor that
+// can also step back (`Retreat`) makes it a bidirectional iterator, which `std::reverse_iterator`
+// accepts. The cursor
 // owns nothing: an iterator refers into its container, which must outlive it, and a write to
 // the container through anything but the iterator itself ends its validity, as for the
 // standard containers. Two iterators compare equal when their cursors stand at the same place;
@@ -29,6 +31,11 @@ concept vlt_Cursor = std::semiregular<C> && std::equality_comparable<C> && requi
     c.Advance();
 };
 
+template <class C>
+concept vlt_BidirectionalCursor = vlt_Cursor<C> && requires(C c) {
+    c.Retreat();
+};
+
 // The target of `->` for an entry made at each read: it keeps the entry alive for the call.
 template <class Entry>
 class vlt_ArrowProxy {
@@ -53,7 +60,9 @@ public:
     using difference_type = std::ptrdiff_t;
     using pointer = std::conditional_t<std::is_lvalue_reference_v<reference>,
                                        std::add_pointer_t<reference>, vlt_ArrowProxy<value_type>>;
-    using iterator_concept = std::forward_iterator_tag;
+    using iterator_concept =
+        std::conditional_t<vlt_BidirectionalCursor<C>, std::bidirectional_iterator_tag,
+                           std::forward_iterator_tag>;
     // An entry made at each read is no lvalue, which the classic forward category demands.
     using iterator_category =
         std::conditional_t<std::is_lvalue_reference_v<reference>, std::forward_iterator_tag,
@@ -77,6 +86,15 @@ public:
     vlt_ForwardIterator operator++(int) {
         vlt_ForwardIterator before(*this);
         cursor.Advance();
+        return before;
+    }
+    vlt_ForwardIterator& operator--() requires vlt_BidirectionalCursor<C> {
+        cursor.Retreat();
+        return *this;
+    }
+    vlt_ForwardIterator operator--(int) requires vlt_BidirectionalCursor<C> {
+        vlt_ForwardIterator before(*this);
+        cursor.Retreat();
         return before;
     }
     friend bool operator==(const vlt_ForwardIterator& a, const vlt_ForwardIterator& b) {
