@@ -15,6 +15,7 @@
 #include <benchmark/benchmark.h>
 #include <boost/geometry.hpp>
 #include <boost/geometry/index/rtree.hpp>
+#include <boost/iterator/function_output_iterator.hpp>
 #include <nanoflann.hpp>
 
 #include <cstddef>
@@ -209,9 +210,7 @@ struct Nanoflann {
     using Item = omi_OctreePointItem;
     struct Tree {
         explicit Tree(const std::vector<Item>& items)
-            : cloud{&items}, index(3, cloud, nanoflann::KDTreeSingleIndexAdaptorParams(10)) {
-            index.buildIndex();
-        }
+            : cloud{&items}, index(3, cloud, nanoflann::KDTreeSingleIndexAdaptorParams(10)) {}
         Cloud cloud;
         KdTree index;
     };
@@ -219,7 +218,9 @@ struct Nanoflann {
         return std::make_unique<Tree>(items);
     }
     static double Bytes(const Tree& tree) {
-        return static_cast<double>(tree.index.usedMemory(const_cast<KdTree&>(tree.index)) +
+        // usedMemory reads only, but is not declared const.
+        KdTree& index = const_cast<KdTree&>(tree.index);
+        return static_cast<double>(index.usedMemory(index) +
                                    tree.cloud.items->size() * sizeof(Item));
     }
     static int64_t Nearest(const Tree& tree, const omi_OctreePoint& p) {
@@ -231,7 +232,8 @@ struct Nanoflann {
     static int64_t Radius(const Tree& tree, const omi_OctreePoint& p) {
         thread_local std::vector<std::pair<uint32_t, double>> found;
         found.clear();
-        tree.index.radiusSearch(p.coord, kRadius * kRadius, found, nanoflann::SearchParams());
+        tree.index.radiusSearch(p.coord, kRadius * kRadius, found,
+                                nanoflann::SearchParams(32, 0, false));
         int64_t sum = 0;
         for (const auto& [id, distance] : found) {
             sum += id;

@@ -41,6 +41,7 @@
 #include <cstdint>
 #include <new>
 #include <span>
+#include <utility>
 #include <vector>
 
 // One answer of a nearest search: the distance from the query point to the item (zero inside a
@@ -124,6 +125,16 @@ private:
     double scale[3];
 };
 
+// Whether the octant's leaf is shared with a neighbouring octant.
+inline bool omi_IsShared(const omi_OctreeCell& cell, unsigned octant) {
+    const omi_OctreeLink link = cell.child[octant];
+    return (octant > 0 && cell.child[octant - 1] == link) ||
+           (octant < 7 && cell.child[octant + 1] == link);
+}
+
+// How far ahead a bulk build asks for the items it gathers in code order.
+inline constexpr std::size_t omi_GatherAhead = 16;
+
 // Nearest-first order with ties by id, so that a query has one answer.
 inline bool omi_Closer(const omi_OctreeNeighbour& a, const omi_OctreeNeighbour& b) {
     return a.distance < b.distance || (a.distance == b.distance && a.id < b.id);
@@ -134,7 +145,7 @@ inline bool omi_Closer(const omi_OctreeNeighbour& a, const omi_OctreeNeighbour& 
 template <class Item>
 class omi_Octree {
 public:
-    static constexpr unsigned DefaultBucketSize = 16;
+    static constexpr unsigned DefaultBucketSize = 48;
     static constexpr unsigned MaxDepth = vlt::detail::omi_OctreeLevels;
 
     explicit omi_Octree(const omi_OctreeBox& rootBox, unsigned bucketSize = DefaultBucketSize,
@@ -202,11 +213,19 @@ private:
                    ? pool.Leaf(vlt::detail::omi_LinkIndex(link)).bounds
                    : pool.Cell(link).bounds;
     }
+    // Asks for the bounds of every child at once, so that their cache misses overlap.
+    void PrefetchChildren(const omi_OctreeCell& cell) const {
+        vlt::detail::omi_ForEachChild(
+            cell, [this](omi_OctreeLink child) { vlt::detail::omi_Prefetch(&BoundsOf(child)); });
+    }
     uint64_t CodeOf(const Item& item) const { return grid.Code(vlt::detail::omi_CenterOf(item)); }
     bool Accept(const Item& item) const;
     void Append(uint32_t leaf, const Item& item);
     omi_OctreeLink Split(uint32_t leaf, unsigned depth);
-    omi_OctreeLink BuildNode(const Item* items, const vlt::detail::omi_CodedIndex* keyed,
+    void Unshare(uint32_t cell, unsigned octant, unsigned depth);
+    omi_OctreeLink ChildOrNewLeaf(uint32_t cell, unsigned octant);
+    void Distribute(uint32_t cell, uint32_t leaf, unsigned depth);
+    omi_OctreeLink BuildNode(const vlt::detail::omi_CodedIndex* keyed, std::size_t first,
                              std::size_t size, unsigned depth);
 
     omi_OctreeBox rootBox;
@@ -266,20 +285,29 @@ bool omi_Octree<Item>::Insert(const Item& item) {
             omi_Expand(pool.Cell(link).bounds, bounds);
             parent = link;
             octant = omi_Octant(code, depth++);
-            link = pool.Cell(parent).child[octant];
-            if (link == omi_NoLink) {
-                link = omi_LeafLink(pool.NewLeaf(0));
-                pool.Cell(parent).child[octant] = link;
-            }
+            link = ChildOrNewLeaf(parent, octant);
         } else if (pool.Leaf(omi_LinkIndex(link)).count < bucketSize || depth >= depthLimit) {
             Append(omi_LinkIndex(link), item);
             ++count;
             return true;
+        } else if (parent != omi_NoLink && omi_IsShared(pool.Cell(parent), octant)) {
+            Unshare(parent, octant, depth - 1);
+            link = ChildOrNewLeaf(parent, octant);
         } else {
             link = Split(omi_LinkIndex(link), depth);
             (parent == omi_NoLink ? root : pool.Cell(parent).child[octant]) = link;
         }
     }
+}
+
+// The octant's child; an empty leaf is made for an octant that has none.
+template <class Item>
+omi_OctreeLink omi_Octree<Item>::ChildOrNewLeaf(uint32_t cell, unsigned octant) {
+    if (pool.Cell(cell).child[octant] == vlt::detail::omi_NoLink) {
+        const uint32_t made = pool.NewLeaf(0);
+        pool.Cell(cell).child[octant] = vlt::detail::omi_LeafLink(made);
+    }
+    return pool.Cell(cell).child[octant];
 }
 
 template <class Item>
@@ -292,23 +320,36 @@ void omi_Octree<Item>::Append(uint32_t leafIndex, const Item& item) {
 
 // Turns a full leaf into a cell whose octants share out its items.
 template <class Item>
-omi_OctreeLink omi_Octree<Item>::Split(uint32_t leafIndex, unsigned depth) {
-    using namespace vlt::detail;
+omi_OctreeLink omi_Octree<Item>::Split(uint32_t leaf, unsigned depth) {
     const uint32_t cell = pool.NewCell();
-    const omi_OctreeLeaf old = pool.Leaf(leafIndex);
-    pool.Cell(cell).bounds = old.bounds;
+    pool.Cell(cell).bounds = pool.Leaf(leaf).bounds;
+    Distribute(cell, leaf, depth);
+    return cell;
+}
+
+// Gives each octant that shares the leaf at `octant` a leaf of its own.
+template <class Item>
+void omi_Octree<Item>::Unshare(uint32_t cell, unsigned octant, unsigned depth) {
+    omi_OctreeLink* child = pool.Cell(cell).child;
+    const omi_OctreeLink shared = child[octant];
+    for (unsigned i = 0; i < 8; ++i) {
+        child[i] = child[i] == shared ? vlt::detail::omi_NoLink : child[i];
+    }
+    Distribute(cell, vlt::detail::omi_LinkIndex(shared), depth);
+}
+
+// Moves the items of a leaf into the leaves of the cell's octants (made where missing), and
+// frees the leaf.
+template <class Item>
+void omi_Octree<Item>::Distribute(uint32_t cell, uint32_t leaf, unsigned depth) {
+    using namespace vlt::detail;
+    const omi_OctreeLeaf old = pool.Leaf(leaf);
     for (uint32_t i = 0; i < old.count; ++i) {
         // A copy: appending may move the pool's items.
         const Item moved = pool.ItemsOf(old)[i];
-        omi_OctreeLink& child = pool.Cell(cell).child[omi_Octant(CodeOf(moved), depth)];
-        if (child == omi_NoLink) {
-            const uint32_t leaf = pool.NewLeaf(0);
-            child = omi_LeafLink(leaf);
-        }
-        Append(omi_LinkIndex(child), moved);
+        Append(omi_LinkIndex(ChildOrNewLeaf(cell, omi_Octant(CodeOf(moved), depth))), moved);
     }
-    pool.FreeLeaf(leafIndex);
-    return cell;
+    pool.FreeLeaf(leaf);
 }
 
 template <class Item>
@@ -374,41 +415,75 @@ void omi_Octree<Item>::Build(const Item* items, std::size_t size) {
         return;
     }
     omi_SortByCode(keyed);
-    pool.Reserve(0, 0, keyed.size());
-    root = BuildNode(items, keyed.data(), keyed.size(), 0);
+    // Leaves take their items in code order, so the sorted items are the pool's item array.
+    std::vector<Item> sorted;
+    sorted.reserve(keyed.size());
+    for (std::size_t i = 0; i < keyed.size(); ++i) {
+        if (i + omi_GatherAhead < keyed.size()) {
+            omi_Prefetch(&items[keyed[i + omi_GatherAhead].index]);
+        }
+        sorted.push_back(items[keyed[i].index]);
+    }
+    pool.AdoptItems(std::move(sorted));
+    root = BuildNode(keyed.data(), 0, keyed.size(), 0);
     pool.Trim();
     count = keyed.size();
 }
 
-// The node over `size` items of one octant at `depth`, sorted by code.
+// The node over the `size` items from `first` on, of one octant at `depth`, sorted by code.
 template <class Item>
-omi_OctreeLink omi_Octree<Item>::BuildNode(const Item* items,
-                                           const vlt::detail::omi_CodedIndex* keyed,
-                                           std::size_t size, unsigned depth) {
+omi_OctreeLink omi_Octree<Item>::BuildNode(const vlt::detail::omi_CodedIndex* keyed,
+                                           std::size_t first, std::size_t size, unsigned depth) {
     using namespace vlt::detail;
     if (size <= bucketSize || depth >= depthLimit) {
-        const uint32_t index = pool.NewLeaf(static_cast<uint32_t>(size));
-        omi_OctreeLeaf& leaf = pool.Leaf(index);
-        Item* slots = pool.ItemsOf(leaf);
-        for (std::size_t i = 0; i < size; ++i) {
-            slots[i] = items[keyed[i].index];
-            omi_Expand(leaf.bounds, omi_BoundsOf(slots[i]));
+        return omi_LeafLink(
+            pool.NewLeafOver(static_cast<uint32_t>(first), static_cast<uint32_t>(size)));
+    }
+    // Neighbouring octants that together fit in a bucket share one leaf. The cell's leaves are
+    // made before its subtrees, so that they lie side by side in the pool.
+    struct Group {
+        std::size_t from;
+        std::size_t to;
+        unsigned firstOctant;
+        unsigned lastOctant;
+        omi_OctreeLink link;
+    };
+    Group groups[8];
+    unsigned groupCount = 0;
+    const omi_CodedIndex* codes = keyed + first;
+    for (std::size_t from = 0; from < size; from = groups[groupCount++].to) {
+        Group& group = groups[groupCount];
+        group = {from, from, omi_Octant(codes[from].code, depth), 0, omi_NoLink};
+        for (std::size_t next = from; next < size; group.to = next) {
+            const unsigned octant = omi_Octant(codes[next].code, depth);
+            while (next < size && omi_Octant(codes[next].code, depth) == octant) {
+                ++next;
+            }
+            if (group.to != from && next - from > bucketSize) {
+                break;
+            }
+            group.lastOctant = octant;
         }
-        leaf.count = static_cast<uint32_t>(size);
-        return omi_LeafLink(index);
+    }
+    for (unsigned i = 0; i < groupCount; ++i) {
+        if (groups[i].to - groups[i].from <= bucketSize) {
+            groups[i].link =
+                BuildNode(keyed, first + groups[i].from, groups[i].to - groups[i].from, depth + 1);
+        }
+    }
+    for (unsigned i = 0; i < groupCount; ++i) {
+        if (groups[i].link == omi_NoLink) {
+            groups[i].link =
+                BuildNode(keyed, first + groups[i].from, groups[i].to - groups[i].from, depth + 1);
+        }
     }
     const uint32_t cell = pool.NewCell();
     omi_OctreeBox bounds = omi_EmptyBox();
-    for (std::size_t from = 0; from < size;) {
-        const unsigned octant = omi_Octant(keyed[from].code, depth);
-        std::size_t to = from + 1;
-        while (to < size && omi_Octant(keyed[to].code, depth) == octant) {
-            ++to;
+    for (unsigned i = 0; i < groupCount; ++i) {
+        for (unsigned octant = groups[i].firstOctant; octant <= groups[i].lastOctant; ++octant) {
+            pool.Cell(cell).child[octant] = groups[i].link;
         }
-        const omi_OctreeLink child = BuildNode(items, keyed + from, to - from, depth + 1);
-        pool.Cell(cell).child[octant] = child;
-        omi_Expand(bounds, BoundsOf(child));
-        from = to;
+        omi_Expand(bounds, BoundsOf(groups[i].link));
     }
     pool.Cell(cell).bounds = bounds;
     return cell;
@@ -440,11 +515,12 @@ void omi_Octree<Item>::VisitInBox(const omi_OctreeBox& box, Visit&& visit) const
             }
             continue;
         }
-        for (const omi_OctreeLink child : pool.Cell(link).child) {
-            if (child != omi_NoLink && omi_Overlaps(BoundsOf(child), box)) {
+        PrefetchChildren(pool.Cell(link));
+        omi_ForEachChild(pool.Cell(link), [&](omi_OctreeLink child) {
+            if (omi_Overlaps(BoundsOf(child), box)) {
                 stack[top++] = child;
             }
-        }
+        });
     }
 }
 
@@ -477,11 +553,8 @@ void omi_Octree<Item>::VisitWithinRadius(const omi_OctreePoint& centre, double r
             }
             continue;
         }
-        for (const omi_OctreeLink child : pool.Cell(link).child) {
-            if (child != omi_NoLink) {
-                stack[top++] = child;
-            }
-        }
+        PrefetchChildren(pool.Cell(link));
+        omi_ForEachChild(pool.Cell(link), [&](omi_OctreeLink child) { stack[top++] = child; });
     }
 }
 
@@ -527,20 +600,18 @@ void omi_Octree<Item>::FindNearest(const omi_OctreePoint& point, std::size_t k,
         // Farthest child pushed first, so that the nearest is searched first and shrinks the
         // radius that prunes its siblings.
         const unsigned first = top;
-        for (const omi_OctreeLink child : pool.Cell(next.link).child) {
-            if (child == omi_NoLink) {
-                continue;
-            }
+        PrefetchChildren(pool.Cell(next.link));
+        omi_ForEachChild(pool.Cell(next.link), [&](omi_OctreeLink child) {
             const Pending pending{child, omi_DistanceSquared(BoundsOf(child), point)};
             if (nearest.size() == k && pending.distance > nearest.front().distance) {
-                continue;
+                return;
             }
             unsigned at = top++;
             for (; at > first && stack[at - 1].distance < pending.distance; --at) {
                 stack[at] = stack[at - 1];
             }
             stack[at] = pending;
-        }
+        });
     }
     std::sort_heap(nearest.begin(), nearest.end(), omi_Closer);
     for (omi_OctreeNeighbour& neighbour : nearest) {

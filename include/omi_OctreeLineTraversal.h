@@ -100,11 +100,8 @@ void omi_OctreeLineTraversal<Item>::Next() {
             exit = next.exit;
             return;
         }
-        for (const omi_OctreeLink child : tree->Pool().Cell(next.link).child) {
-            if (child != omi_NoLink) {
-                Offer(child);
-            }
-        }
+        omi_ForEachChild(tree->Pool().Cell(next.link),
+                         [this](omi_OctreeLink child) { Offer(child); });
     }
 }
 

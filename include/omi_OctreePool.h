@@ -1,10 +1,13 @@
 // The octree's cells, leaves and the memory pool they come from.
 //
 // An `omi_OctreeCell` is an inner node: the bounds of everything below it and a link to each of
-// its eight octants. An `omi_OctreeLeaf` is a bucket: the bounds of its items and the range of
-// the pool's item array that holds them. Bounds are tight around what was inserted (they may
-// stay larger after a removal), so a query prunes by where the items are, not by the octant's
-// region: an item that spans several octants is stored once, in the leaf its centre falls in.
+// its eight octants. Neighbouring octants (in Morton order) may link to one leaf, so that a
+// bulk build fills its leaves instead of leaving a few items in each octant; such a leaf is
+// shared out among its octants when it overflows. An `omi_OctreeLeaf` is a bucket: the bounds of
+// its items and the range of the pool's item array that holds them. Bounds are tight around what
+// was inserted (they may stay larger after a removal), so a query prunes by where the items are,
+// not by the octant's region: an item that spans several octants is stored once, in the leaf its
+// centre falls in.
 //
 // `omi_OctreePool<Item>` owns every cell, leaf and item of one octree in three flat arrays and
 // links them by 32-bit index, never by pointer: a model of millions of items costs a few dozen
@@ -22,6 +25,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <new>
+#include <utility>
 #include <vector>
 
 // A link to a child: a cell index, a leaf index with the top bit set, or none.
@@ -52,6 +56,27 @@ inline omi_OctreeLink omi_LeafLink(uint32_t leaf) {
 }
 inline uint32_t omi_LinkIndex(omi_OctreeLink link) {
     return link & ~omi_LeafBit;
+}
+
+inline void omi_Prefetch(const void* address) {
+#if defined(__GNUC__)
+    __builtin_prefetch(address);
+#else
+    static_cast<void>(address);
+#endif
+}
+
+// Calls visit(link) once for each child of the cell: the octants that share a leaf are
+// neighbours, so the repeats follow one another.
+template <class Visit>
+void omi_ForEachChild(const omi_OctreeCell& cell, Visit&& visit) {
+    omi_OctreeLink previous = omi_NoLink;
+    for (const omi_OctreeLink child : cell.child) {
+        if (child != omi_NoLink && child != previous) {
+            visit(child);
+        }
+        previous = child;
+    }
 }
 
 // The size class of a range: floor(log2(capacity)).
@@ -105,6 +130,18 @@ public:
         return index;
     }
 
+    // A full leaf over `count` adopted items from `first` on.
+    uint32_t NewLeafOver(uint32_t first, uint32_t count) {
+        const uint32_t index = NewLeaf(0);
+        omi_OctreeLeaf& leaf = leaves[index];
+        leaf.first = first;
+        leaf.count = leaf.capacity = count;
+        for (uint32_t i = first; i < first + count; ++i) {
+            vlt::detail::omi_Expand(leaf.bounds, vlt::detail::omi_BoundsOf(items[i]));
+        }
+        return index;
+    }
+
     void FreeLeaf(uint32_t index) {
         omi_OctreeLeaf& leaf = leaves[index];
         FreeRange(leaf.first, leaf.capacity);
@@ -135,11 +172,12 @@ public:
     Item* ItemsOf(const omi_OctreeLeaf& leaf) { return items.data() + leaf.first; }
     const Item* ItemsOf(const omi_OctreeLeaf& leaf) const { return items.data() + leaf.first; }
 
-    // Room for a bulk build, so that the arrays grow once.
-    void Reserve(std::size_t cellCount, std::size_t leafCount, std::size_t itemCount) {
-        cells.reserve(cellCount);
-        leaves.reserve(leafCount);
-        items.reserve(itemCount);
+    // Takes the items of a bulk build, in the order its leaves will cover them, into an empty
+    // pool.
+    void AdoptItems(std::vector<Item>&& sorted) {
+        items = std::move(sorted);
+        cells.reserve(items.size() / 16);
+        leaves.reserve(items.size() / 8);
     }
 
     // Gives back the room that growing cells and leaves one by one left unused.
