@@ -314,7 +314,12 @@ template <class Item>
 void omi_Octree<Item>::Append(uint32_t leafIndex, const Item& item) {
     pool.MakeRoom(leafIndex);
     omi_OctreeLeaf& leaf = pool.Leaf(leafIndex);
-    pool.ItemsOf(leaf)[leaf.count++] = item;
+    Item* items = pool.ItemsOf(leaf);
+    Item* at = items + leaf.count++;
+    for (; at != items && vlt::detail::omi_XBefore(item, *(at - 1)); --at) {
+        *at = *(at - 1);
+    }
+    *at = item;
     vlt::detail::omi_Expand(leaf.bounds, vlt::detail::omi_BoundsOf(item));
 }
 
@@ -374,7 +379,7 @@ bool omi_Octree<Item>::Remove(const Item& item) {
     if (found == end) {
         return false;
     }
-    *found = *(end - 1);
+    std::copy(found + 1, end, found);
     --leaf.count;
     leaf.bounds = omi_EmptyBox();
     for (uint32_t i = 0; i < leaf.count; ++i) {
@@ -508,7 +513,7 @@ void omi_Octree<Item>::VisitInBox(const omi_OctreeBox& box, Visit&& visit) const
             const Item* items = pool.ItemsOf(leaf);
             // A leaf wholly inside the box needs no test per item.
             const bool inside = omi_Encloses(box, leaf.bounds);
-            for (uint32_t i = 0; i < leaf.count; ++i) {
+            for (uint32_t i = 0; i < leaf.count && omi_MinX(items[i]) <= box.max.coord[0]; ++i) {
                 if (inside || omi_Overlaps(items[i], box)) {
                     visit(items[i]);
                 }
@@ -546,7 +551,8 @@ void omi_Octree<Item>::VisitWithinRadius(const omi_OctreePoint& centre, double r
         if (omi_IsLeafLink(link)) {
             const omi_OctreeLeaf& leaf = pool.Leaf(omi_LinkIndex(link));
             const Item* items = pool.ItemsOf(leaf);
-            for (uint32_t i = 0; i < leaf.count; ++i) {
+            const double beyond = centre.coord[0] + radius;
+            for (uint32_t i = 0; i < leaf.count && omi_MinX(items[i]) <= beyond; ++i) {
                 if (omi_DistanceSquared(items[i], centre) <= limit) {
                     visit(items[i]);
                 }

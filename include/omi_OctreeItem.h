@@ -200,6 +200,18 @@ inline omi_OctreePoint omi_CenterOf(const omi_OctreeBoxItem& item) {
              0.5 * b.min.coord[2] + 0.5 * b.max.coord[2]}};
 }
 
+// The order of the items in a leaf.
+inline double omi_MinX(const omi_OctreePointItem& item) {
+    return item.point.coord[0];
+}
+inline double omi_MinX(const omi_OctreeBoxItem& item) {
+    return item.box.min.coord[0];
+}
+template <class Item>
+bool omi_XBefore(const Item& a, const Item& b) {
+    return omi_MinX(a) < omi_MinX(b);
+}
+
 inline bool omi_IsValid(const omi_OctreePointItem& item) {
     return omi_IsFinite(item.point);
 }

@@ -4,10 +4,11 @@
 // its eight octants. Neighbouring octants (in Morton order) may link to one leaf, so that a
 // bulk build fills its leaves instead of leaving a few items in each octant; such a leaf is
 // shared out among its octants when it overflows. An `omi_OctreeLeaf` is a bucket: the bounds of
-// its items and the range of the pool's item array that holds them. Bounds are tight around what
-// was inserted (they may stay larger after a removal), so a query prunes by where the items are,
-// not by the octant's region: an item that spans several octants is stored once, in the leaf its
-// centre falls in.
+// its items and the range of the pool's item array that holds them, in ascending order of their
+// lowest x, so that a query stops reading a leaf at the first item that starts beyond it. Bounds
+// are tight around what was inserted (they may stay larger after a removal), so a query prunes by
+// where the items are, not by the octant's region: an item that spans several octants is stored
+// once, in the leaf its centre falls in.
 //
 // `omi_OctreePool<Item>` owns every cell, leaf and item of one octree in three flat arrays and
 // links them by 32-bit index, never by pointer: a model of millions of items costs a few dozen
@@ -136,6 +137,8 @@ public:
         omi_OctreeLeaf& leaf = leaves[index];
         leaf.first = first;
         leaf.count = leaf.capacity = count;
+        Item* const begin = items.data() + first;
+        std::sort(begin, begin + count, vlt::detail::omi_XBefore<Item>);
         for (uint32_t i = first; i < first + count; ++i) {
             vlt::detail::omi_Expand(leaf.bounds, vlt::detail::omi_BoundsOf(items[i]));
         }
