@@ -171,7 +171,7 @@ public:
     // The bytes the octree holds, its pool included.
     std::size_t MemoryBytes() const { return sizeof(*this) + pool.Bytes(); }
 
-    // Calls visit(item) for every item whose geometry meets the closed box.
+    // Calls visit(item) for every item whose geometry meets the closed box, in no set order.
     template <class Visit>
     void VisitInBox(const omi_OctreeBox& box, Visit&& visit) const;
     // Calls visit(item) for every item whose geometry contains the point.
