@@ -13,7 +13,7 @@
 
 #include "omi_Octree.h"
 
-#include <cmath>
+#include <algorithm>
 #include <span>
 #include <vector>
 
