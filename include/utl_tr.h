@@ -2,13 +2,13 @@
 //
 // Dictionaries are GNU gettext message catalogues (".mo" files, compiled by `msgfmt` from the
 // translators' ".po" files), one per text domain and locale, found as
-//     $KES_LOCALE_DIR/<locale>/LC_MESSAGES/<domain>.mo
-// The locale comes from the first of "LANGUAGE", "LC_ALL", "LC_MESSAGES" and "LANG" that is set
-// and not empty; "LANGUAGE" may name several, separated by ':', searched in that order. Each
-// name is tried from the most to the least specific: "de_AT.UTF-8@euro", "de_AT@euro",
-// "de@euro", "de_AT.UTF-8", "de_AT", "de". A message missing from one dictionary is looked up in
-// the next. A name "C" or "POSIX" ends the search: those locales translate nothing. On Windows,
-// when none of the variables is set, the user's default locale ("de-AT" read as "de_AT") is used.
+// `$KES_LOCALE_DIR/<locale>/LC_MESSAGES/<domain>.mo`. The locale comes from the first of
+// "LANGUAGE", "LC_ALL", "LC_MESSAGES" and "LANG" that is set and not empty; "LANGUAGE" may name
+// several, separated by ':', searched in that order. Each name is tried from the most to the least
+// specific: "de_AT.UTF-8@euro", "de_AT@euro", "de@euro", "de_AT.UTF-8", "de_AT", "de". A message
+// missing from one dictionary is looked up in the next. A name "C" or "POSIX" ends the search:
+// those locales translate nothing. On Windows, when none of the variables is set, the user's
+// default locale ("de-AT" read as "de_AT") is used.
 //
 // Every function answers the translation, or the text it was given (the very pointer) when
 // there is none: no catalogue directory, no dictionary, no entry, an empty or null text, or a
