@@ -6,14 +6,7 @@
 file(REMOVE_RECURSE "${WORK}")
 file(MAKE_DIRECTORY "${WORK}")
 
-function(run_checked expected_status output_regex)
-    execute_process(COMMAND ${EMULATOR} ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE out
-                    ERROR_VARIABLE err)
-    if(NOT status EQUAL expected_status OR NOT "${out}${err}" MATCHES "${output_regex}")
-        message(FATAL_ERROR "${ARGN}: status ${status}, wanted ${expected_status}; "
-                            "output:\n${out}${err}\nwanted to match: ${output_regex}")
-    endif()
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/ToolCheck.cmake)
 
 run_checked(0 "10 marks, 4 timers" ${USE} ${EXAMPLES}/solver.use --csv ${WORK}/solver.csv
             --svg ${WORK}/solver.svg)

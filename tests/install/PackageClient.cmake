@@ -1,13 +1,7 @@
 # cmake -P script: makes the Debian packages of BUILD_DIR, unpacks them into a scratch root,
 # checks their names, dependencies and SONAMEs, then builds CLIENT_DIR against that root alone
 # and runs it, and runs the tools from the root.
-function(run)
-    execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE out)
-    if(NOT status EQUAL 0)
-        message(FATAL_ERROR "failed (${status}): ${ARGN}\n${out}")
-    endif()
-    set(last_output "${out}" PARENT_SCOPE)
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/RunChecked.cmake)
 
 function(expect text regex what)
     if(NOT text MATCHES "${regex}")

@@ -1,12 +1,6 @@
 # cmake -P script: install BUILD_DIR into WORK_DIR/prefix, build the client with METHOD
 # (cmake, pkgconfig or fortran) and run it.
-function(run)
-    execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE out)
-    if(NOT status EQUAL 0)
-        message(FATAL_ERROR "failed (${status}): ${ARGN}\n${out}")
-    endif()
-    set(last_output "${out}" PARENT_SCOPE)
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/RunChecked.cmake)
 
 set(prefix "${WORK_DIR}/prefix")
 set(package "-DVLTutl_DIR=${prefix}/lib/cmake/VLTutl")

@@ -4,6 +4,7 @@
 
 #include "crt_Assert.h"
 #include "omn_System.h"
+#include "utl_FileOpen.h"
 #include "utl_FilePlatform.h"
 #include "utl_SystemError.h"
 
@@ -51,7 +52,14 @@ utl_FileHandle Open(const cow_String& name, FileOpenMode mode, const char* conte
     return handle;
 }
 
-utl_FileHandle OpenByAccess(const cow_String& name, utl_FileAccess access) {
+bool CountIsValid(int count) {
+    CRT_CHECK(count >= 0, "count >= 0", filePath);
+    return count >= 0;
+}
+
+} // namespace
+
+utl_FileHandle vlt::detail::FileOpenByAccess(const cow_String& name, utl_FileAccess access) {
     switch (access) {
     case utl_FileAccessRead:
         return utl_File::OpenRead(name);
@@ -62,13 +70,6 @@ utl_FileHandle OpenByAccess(const cow_String& name, utl_FileAccess access) {
     }
     return vlt::detail::noFile;
 }
-
-bool CountIsValid(int count) {
-    CRT_CHECK(count >= 0, "count >= 0", filePath);
-    return count >= 0;
-}
-
-} // namespace
 
 int64_t utl_FileOffset::Rounded() const {
     constexpr double range = 9223372036854775808.0; // 2^63
@@ -87,7 +88,7 @@ bool utl_FileOffset::operator<(utl_FileOffset other) const {
 }
 
 utl_File::utl_File(const cow_String& name, utl_FileAccess access)
-    : m_Handle(OpenByAccess(name, access)), m_Name(name), m_Access(access) {
+    : m_Handle(vlt::detail::FileOpenByAccess(name, access)), m_Name(name), m_Access(access) {
     m_Remote = m_Handle != vlt::detail::noFile && vlt::detail::FileIsRemote(name.c_str(), m_Handle);
 }
 

@@ -4,6 +4,7 @@
 #include "crt_Assert.h"
 #include "nex_Exception.h"
 #include "omn_System.h"
+#include "utl_FileOpen.h"
 #include "utl_FilePlatform.h"
 #include "utl_SystemError.h"
 
@@ -34,16 +35,10 @@ constexpr std::size_t longestLine = 0xFFFFFFFFu - 64;
 }
 
 utl_FileHandle OpenByAccess(const cow_String& name, utl_FileAccess access) {
-    switch (access) {
-    case utl_FileAccessRead:
-        return utl_File::OpenRead(name);
-    case utl_FileAccessUpdate:
-        return utl_File::OpenUpdate(name);
-    case utl_FileAccessWrite:
-        return utl_File::OpenWrite(name);
-    }
-    CRT_CHECK(false, "access is read, update or write", streamPath);
-    return noFile;
+    const bool known = access == utl_FileAccessRead || access == utl_FileAccessUpdate ||
+                       access == utl_FileAccessWrite;
+    CRT_CHECK(known, "access is read, update or write", streamPath);
+    return vlt::detail::FileOpenByAccess(name, access);
 }
 
 FileStandard PlatformStandard(utl_StandardStream which) {
