@@ -6,7 +6,7 @@
 #   vltutl-tools     Tools        vlt-dump, vlt-use; depends on libvltutl0 of the same version
 #
 # The packages install under /usr. Their dependencies on the system's libraries come from
-# dpkg-shlibdeps (Debian's dpkg-dev); the libraries of this build are named by the
+# dpkg-shlibdeps (Debian's dpkg-dev and file); the libraries of this build are named by the
 # dependencies between the three packages instead.
 if(WIN32)
     return()
