@@ -78,6 +78,9 @@ TEST(UseFile, BadFilesNameTheLineAndTheReason) {
         {std::string(startRow) + header + fullLabelRow, 3,
          "not a line of a .use file's header or timer summary"},
         {std::string(header), 1, "no row of a .use file"},
+        {std::string(startRow) + header +
+             "!Timer 1 :   work   1e300     0.5000     1.0000     1.2 \n",
+         3, "not a line of a .use file's header or timer summary"},
     };
     for (const Case& bad : cases) {
         SCOPED_TRACE(bad.error);

@@ -24,14 +24,18 @@ constexpr unsigned headerSize = 8; // type id and marker
 constexpr unsigned contentWidth = 70;
 constexpr char contentIndent[] = "          ";
 constexpr unsigned hexPerLine = 16;
+// The decoder reads through one buffer, whose offsets are 32-bit.
+constexpr std::size_t maxSize = 0xffffffffu;
 
 // The whole input as the one buffer of an input device that can be set back to any offset, so
 // that the filter (and its log of markers) lives across the records while the dump chooses
 // where each record starts.
 class SpanDevice : public bio_Idevice {
 public:
+    // Takes nothing of an input too large for one buffer: the dump refuses it before reading.
     SpanDevice(const char* bytes, std::size_t size)
-        : data_(size == 0 ? 1u : static_cast<unsigned>(size)) {
+        : data_(size == 0 || size > maxSize ? 1u : static_cast<unsigned>(size)) {
+        size = size > maxSize ? 0 : size;
         if (size != 0) {
             std::memcpy(data_.Data(), bytes, size);
         }
@@ -147,6 +151,9 @@ private:
 DumpOutcome Dump::Run() {
     if (size_ == 0) {
         return Stop(0, "the stream is empty");
+    }
+    if (size_ > maxSize) {
+        return Stop(0, "more bytes than one stream buffer holds");
     }
     std::size_t position = 0;
     while (position < size_ && records_ < limits_.maxRecords) {

@@ -39,10 +39,14 @@ std::string_view Trim(std::string_view text) {
     return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
-bool IsNumber(std::string_view text) {
-    double value = 0;
+bool ReadNumber(std::string_view text, double& value) {
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     return error == std::errc{} && end == text.data() + text.size();
+}
+
+bool IsNumber(std::string_view text) {
+    double value = 0;
+    return ReadNumber(text, value);
 }
 
 // Splits off the last word of `text`; empty when there is none.
@@ -104,11 +108,14 @@ bool ReadTimer(std::string_view line, UseTimer& timer) {
     std::string_view rest = line.substr(colon + 1);
     double numbers[4] = {};
     for (int position = 3; position >= 0; --position) {
-        const std::string_view word = TakeLastWord(rest);
-        if (!IsNumber(word)) {
+        if (!ReadNumber(TakeLastWord(rest), numbers[position])) {
             return false;
         }
-        numbers[position] = std::strtod(std::string(word).c_str(), nullptr);
+    }
+    // A count that no long long holds is no timer line (and converting it would be undefined).
+    constexpr double countLimit = 9.0e18;
+    if (!(numbers[0] >= 0 && numbers[0] < countLimit)) {
+        return false;
     }
     const auto [end, error] =
         std::from_chars(index.data(), index.data() + index.size(), timer.index);
