@@ -18,6 +18,10 @@
 // even in a shared table: arrays that share storage belong to one thread at a time, readers
 // included. Counters are plain integers.
 //
+// `GetBlockRun` and `ConstBlockRun` hand out the rest of one block as a span after a single
+// privacy check, so that bulk loops (copies in and out, fills, shifts) run at memory speed; the
+// list's own bulk operations use them.
+//
 // `begin()`/`end()` walk the elements a block's run at a time. Those of a const array or list
 // read as `PartialArrayConstGet` does (never un-sharing); those of a non-const one hand out
 // writable elements and un-share the table once and each shared block once, when the walk
@@ -40,6 +44,7 @@
 #include <initializer_list>
 #include <memory>
 #include <new>
+#include <span>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -251,6 +256,22 @@ public:
         return ReadSlow(index);
     }
 
+    // The elements from index to the end of its block, writable: the table and that one block
+    // are made private (and the array grown) as one `Get` would, once for the whole run.
+    std::span<T> GetBlockRun(unsigned index) {
+        T& first = Get(index);
+        return {&first, blockSize - index % blockSize};
+    }
+    // The elements from index to the end of its block, read as `PartialArrayConstGet` reads
+    // (a missing block is made in place); empty outside the array.
+    std::span<const T> ConstBlockRun(unsigned index) const {
+        if (index >= Length()) {
+            return {};
+        }
+        const T& first = PartialArrayConstGet(index);
+        return {&first, blockSize - index % blockSize};
+    }
+
     // Makes the length newLength rounded up to whole blocks; 0 drops the block size. Returns
     // true: only running out of memory can fail, and that throws.
     bool Grow(unsigned newLength);
@@ -425,11 +446,15 @@ private:
     friend class cow_1DArrayListIter<T, A>;
     friend struct vlt::detail::cio_1DArrayListAccess;
 
-    // storage[to] = storage[from], taking the value.
-    void MoveElement(unsigned to, unsigned from) {
-        T& source = storage.Get(from);
-        storage.Get(to) = std::move(source);
-    }
+    // Writes count elements to the slots from `to` on, a block's run at a time; the storage
+    // grows as the writes need.
+    void WriteElements(unsigned to, const T* from, unsigned count);
+    // The same from the slots of source (which may share this list's storage).
+    void WriteElements(unsigned to, const cow_1DArray<T>& source, unsigned from, unsigned count);
+    // Moves the elements of slots [first, last) one slot up (down), from the end (the start),
+    // a block's run at a time; the slot vacated keeps a moved-from value.
+    void ShiftUp(unsigned first, unsigned last);
+    void ShiftDown(unsigned first, unsigned last);
 
     uint32_t length = 0;
     cow_1DArray<T> storage;
@@ -695,12 +720,70 @@ cow_1DArrayList<T, A>::cow_1DArrayList(const A* C_arr, unsigned length_, unsigne
     if (C_arr == nullptr) {
         return;
     }
-    for (uint64_t start = 0; start < length_; start += storage.BlockSize()) {
-        T* run = &storage.Get(static_cast<unsigned>(start));
-        const uint64_t count = std::min<uint64_t>(storage.BlockSize(), length_ - start);
-        std::copy(C_arr + start, C_arr + start + count, run);
-    }
+    WriteElements(0, C_arr, length_);
     length = length_;
+}
+
+template <class T, class A>
+void cow_1DArrayList<T, A>::WriteElements(unsigned to, const T* from, unsigned count) {
+    while (count > 0) {
+        const std::span<T> run = storage.GetBlockRun(to);
+        const auto n = static_cast<unsigned>(std::min<std::size_t>(run.size(), count));
+        std::copy_n(from, n, run.begin());
+        to += n;
+        from += n;
+        count -= n;
+    }
+}
+
+// Each source run is read before the target is un-shared: the source's share keeps the run's
+// block alive when the write copies it away from under this list.
+template <class T, class A>
+void cow_1DArrayList<T, A>::WriteElements(unsigned to, const cow_1DArray<T>& source, unsigned from,
+                                          unsigned count) {
+    while (count > 0) {
+        const std::span<const T> run = source.ConstBlockRun(from);
+        if (run.empty()) {
+            return;
+        }
+        const auto n = static_cast<unsigned>(std::min<std::size_t>(run.size(), count));
+        WriteElements(to, run.data(), n);
+        to += n;
+        from += n;
+        count -= n;
+    }
+}
+
+// Run by run from the end: within a run the elements move together, and the run's first
+// slot takes the element before it, which may lie in the previous block.
+template <class T, class A>
+void cow_1DArrayList<T, A>::ShiftUp(unsigned first, unsigned last) {
+    if (first >= last) {
+        return;
+    }
+    storage.Get(last); // grows the storage and chooses its block size
+    const unsigned size = storage.BlockSize();
+    for (unsigned top = last; top > first;) {
+        const unsigned start = std::max(first + 1, top - top % size);
+        const std::span<T> run = storage.GetBlockRun(start);
+        std::move_backward(run.begin(), run.begin() + (top - start),
+                           run.begin() + (top - start + 1));
+        run.front() = std::move(storage.Get(start - 1));
+        top = start - 1;
+    }
+}
+
+// Run by run from the start: the run's last slot takes the element after it, which may lie in
+// the next block.
+template <class T, class A>
+void cow_1DArrayList<T, A>::ShiftDown(unsigned first, unsigned last) {
+    while (first < last) {
+        const std::span<T> run = storage.GetBlockRun(first);
+        const auto n = static_cast<unsigned>(std::min<std::size_t>(run.size(), last - first));
+        std::move(run.begin() + 1, run.begin() + n, run.begin());
+        run[n - 1] = std::move(storage.Get(first + n));
+        first += n;
+    }
 }
 
 // The storage first grows to other's length only, not to the sum (as published); the
@@ -711,10 +794,8 @@ void cow_1DArrayList<T, A>::Append(const cow_1DArrayList& other) {
     if (source.length > length) {
         storage.Grow(source.length);
     }
-    for (unsigned index = 0; index < source.length; ++index) {
-        storage.Get(length) = source.storage.PartialArrayConstGet(index);
-        ++length;
-    }
+    WriteElements(length, source.storage, 0, source.length);
+    length += source.length;
 }
 
 template <class T, class A>
@@ -723,9 +804,7 @@ bool cow_1DArrayList<T, A>::Insert(unsigned index, const A& value) {
         return false;
     }
     T inserted(value);
-    for (unsigned to = length; to > index; --to) {
-        MoveElement(to, to - 1);
-    }
+    ShiftUp(index, length);
     storage.Get(index) = std::move(inserted);
     ++length;
     return true;
@@ -737,9 +816,7 @@ bool cow_1DArrayList<T, A>::Remove(unsigned index) {
         return false;
     }
     --length;
-    for (unsigned to = index; to < length; ++to) {
-        MoveElement(to, to + 1);
-    }
+    ShiftDown(index, length);
     storage.Get(length) = T{};
     return true;
 }
@@ -760,8 +837,9 @@ template <class T, class A>
 void cow_1DArrayList<T, A>::Slice(unsigned from, unsigned to, cow_1DArrayList& out) const {
     const cow_1DArrayList source(*this);
     const unsigned end = std::min(to, source.length);
-    for (unsigned index = from; index < end; ++index) {
-        out.Append(source.storage.PartialArrayConstGet(index));
+    if (from < end) {
+        out.WriteElements(out.length, source.storage, from, end - from);
+        out.length += end - from;
     }
 }
 

@@ -14,6 +14,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 
 // GCC 12 cannot follow shared counts and reports a use after free where the last of two
 // holders releases a counter that the first did not free.
@@ -94,6 +95,12 @@ public:
 
     int32_t References() const { return count->References(); }
     bool HasValue() const { return object != nullptr; }
+
+    // Exchanges what two holders hold, counters included: no count moves.
+    void Swap(cow_CountedHld& other) noexcept {
+        std::swap(count, other.count);
+        std::swap(object, other.object);
+    }
 
     // Read access never copies.
     const T* ConstPtr() const { return object; }

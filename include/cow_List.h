@@ -332,8 +332,8 @@ const cow_ListNode<T>* cow_List<T>::NodeAt(uint32_t index) const {
 template <class T>
 void cow_List<T>::ReleaseUnsharedHead() {
     while (elementCount > 0 && first.HasValue() && first.References() == 1) {
-        const Link successor(first->next);
-        first = successor;
+        Link head(first->next);
+        first.Swap(head); // now head holds the old first node alone, and its end deletes it
         --elementCount;
     }
 }

@@ -6,14 +6,87 @@
 // either direction, skipping absent blocks and zero words. A vector owns its blocks and is
 // copied in full; it is not shared and takes no locks. A traverser reads the live blocks: it
 // must not outlive a change to its vector that frees blocks or grows the block table.
+//
+// `begin()`/`end()` walk the set indices upwards for range-for and the standard algorithms. The
+// iterator keeps the unvisited bits of its word by value, so that a loop over it runs in
+// registers: a step is a clear of the lowest bit and a count of trailing zeros. It is valid
+// under the same terms as a traverser.
 #pragma once
 
 #include "omi_BlockedArray.h"
 #include "vlt_Export.h"
+#include "vlt_Iterator.h"
 
 #include <bit>
+#include <cstdint>
 
 class omi_BlkBitVectTrav;
+
+namespace vlt::detail {
+// Where a walk over the set bits stands: the bits not yet visited of the current pair of words,
+// read as one 64-bit word (half the word changes, each a branch that the spread of the bits
+// makes unpredictable), and the index of its bit 0. An ended cursor has no word.
+class omi_BlkBitVectCursor {
+public:
+    static constexpr unsigned wordsPerBlock = 256;
+
+    omi_BlkBitVectCursor() = default;
+    omi_BlkBitVectCursor(const unsigned* const* table_, unsigned tableLength_)
+        : table(table_), tableLength(tableLength_) {
+        SeekBlock(0);
+    }
+
+    unsigned Read() const { return base + static_cast<unsigned>(std::countr_zero(bits)); }
+    void Advance() {
+        bits &= bits - 1;
+        while (bits == 0) {
+            word += 2;
+            if (word == blockEnd) [[unlikely]] {
+                SeekBlock(block + 1);
+                return;
+            }
+            base += 64;
+            bits = Pair(word);
+        }
+    }
+    bool operator==(const omi_BlkBitVectCursor& other) const {
+        return word == other.word && bits == other.bits;
+    }
+
+private:
+    // Words i and i + 1 as one: bit k of the pair is bit k of the vector from word i's bit 0.
+    static uint64_t Pair(const unsigned* word) {
+        return word[0] | static_cast<uint64_t>(word[1]) << 32;
+    }
+    // The first set bit in blocks from `from` on; the end when there is none.
+    void SeekBlock(unsigned from) {
+        for (block = from; block < tableLength; ++block) {
+            const unsigned* first = table[block];
+            if (first == nullptr) {
+                continue;
+            }
+            blockEnd = first + wordsPerBlock;
+            for (word = first; word != blockEnd; word += 2) {
+                bits = Pair(word);
+                if (bits != 0) {
+                    base = (block * wordsPerBlock + static_cast<unsigned>(word - first)) * 32;
+                    return;
+                }
+            }
+        }
+        word = nullptr;
+        bits = 0;
+    }
+
+    const unsigned* const* table = nullptr;
+    unsigned tableLength = 0;
+    unsigned block = 0;
+    const unsigned* word = nullptr;
+    const unsigned* blockEnd = nullptr;
+    uint64_t bits = 0;
+    unsigned base = 0;
+};
+} // namespace vlt::detail
 
 namespace vlt::detail {
 // Where the structures keyed by signed integers keep a negative key: under its magnitude, which
@@ -59,6 +132,14 @@ public:
     void Clear();
     unsigned BitCount() const { return bitCount; }
 
+    using const_iterator = vlt::detail::vlt_ForwardIterator<vlt::detail::omi_BlkBitVectCursor>;
+    using iterator = const_iterator;
+    // The set indices in ascending order.
+    const_iterator begin() const {
+        return const_iterator(vlt::detail::omi_BlkBitVectCursor(blockTable, tableLength));
+    }
+    const_iterator end() const { return {}; }
+
     omi_BlkBitVect& operator&=(const omi_BlkBitVect& other);
     omi_BlkBitVect& operator|=(const omi_BlkBitVect& other);
     omi_BlkBitVect& operator^=(const omi_BlkBitVect& other);
@@ -90,6 +171,7 @@ private:
     static constexpr unsigned wordMask = 31;
     static constexpr unsigned blockShift = 8;
     static constexpr unsigned blockMask = (1u << blockShift) - 1;
+    static_assert(vlt::detail::omi_BlkBitVectCursor::wordsPerBlock == 1u << blockShift);
     static constexpr unsigned initialBlocks = 128;
 
     // The shape is fixed, so the bit accessors use these constants rather than reading the

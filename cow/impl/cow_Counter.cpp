@@ -49,29 +49,37 @@ SharedPool& Shared() {
     return *pool;
 }
 
-struct ThreadCells {
-    Cell* head = nullptr;
+// The calling thread's free cells. The hot path reads the head through the initial-exec model,
+// one load from the thread pointer instead of a call into the dynamic linker per counter: the
+// library is linked by its clients, and a pointer fits the static surplus of a late load.
+[[gnu::tls_model("initial-exec")]] thread_local Cell* freeHead = nullptr;
 
-    ~ThreadCells() {
-        if (head == nullptr) {
+// Hands the thread's cells to the shared pool when the thread ends. Armed whenever the list
+// starts from empty, so that the head above stays a plain variable with no guard per access.
+struct ThreadExit {
+    bool armed = false;
+
+    ~ThreadExit() {
+        if (freeHead == nullptr) {
             return;
         }
-        Cell* tail = head;
+        Cell* tail = freeHead;
         while (tail->next != nullptr) {
             tail = tail->next;
         }
         SharedPool& pool = Shared();
         std::lock_guard<std::mutex> lock(pool.mutex);
         tail->next = pool.freeCells;
-        pool.freeCells = head;
-        head = nullptr;
+        pool.freeCells = freeHead;
+        freeHead = nullptr;
     }
 };
 
-thread_local ThreadCells cells;
+thread_local ThreadExit threadExit;
 
 // Takes the shared cells when there are any, else a new slab threaded into a list.
 Cell* Refill() {
+    threadExit.armed = true;
     SharedPool& pool = Shared();
     std::lock_guard<std::mutex> lock(pool.mutex);
     if (pool.freeCells != nullptr) {
@@ -94,18 +102,21 @@ Cell* Refill() {
 } // namespace
 
 void* cow_Counter::operator new(std::size_t) {
-    Cell* cell = cells.head;
+    Cell* cell = freeHead;
     if (cell == nullptr) {
         cell = Refill();
     }
-    cells.head = cell->next;
+    freeHead = cell->next;
     return cell;
 }
 
 void cow_Counter::operator delete(void* cell) noexcept {
     auto* freed = static_cast<Cell*>(cell);
-    freed->next = cells.head;
-    cells.head = freed;
+    if (freeHead == nullptr) {
+        threadExit.armed = true; // a thread that only frees must hand its cells on too
+    }
+    freed->next = freeHead;
+    freeHead = freed;
 }
 
 #else

@@ -1,5 +1,6 @@
 #include "cow_String.h"
 
+#include "cow_ByteScan.h"
 #include "crt_Assert.h"
 
 #include <algorithm>
@@ -387,17 +388,17 @@ unsigned cow_String::Find(const char* needle, unsigned start) const {
     if (start > length) {
         return length;
     }
-    // strchr finds each candidate and stops at the first NUL, exactly where a C-string search
-    // stops; with the known length the candidates are checked by memcmp. This scans a block at
-    // a time where strstr pays a fixed setup cost on every call.
+    // Candidates are found by their first byte with a scan that also stops at the first NUL,
+    // exactly where a C-string search stops, and are checked by memcmp with the known lengths.
+    // Unlike strstr this pays no setup per call.
     const size_t needleLength = std::strlen(needle);
     if (needleLength == 0) {
         return start;
     }
     const char* const end = m_Cow->m_Buffer + length;
     for (const char* p = m_Cow->m_Buffer + start;; ++p) {
-        p = std::strchr(p, needle[0]);
-        if (p == nullptr || static_cast<size_t>(end - p) < needleLength) {
+        p = vlt::detail::cow_FindByteOrNul(p, end, needle[0]);
+        if (p == end || *p == '\0' || static_cast<size_t>(end - p) < needleLength) {
             return length;
         }
         if (std::memcmp(p, needle, needleLength) == 0) {

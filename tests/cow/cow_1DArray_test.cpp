@@ -9,7 +9,9 @@
 #include <limits>
 #include <memory>
 #include <numeric>
+#include <random>
 #include <ranges>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -399,6 +401,88 @@ TEST_F(ArrayList, ListsOfListsCompareTheInnerLists) {
     cow_List<IntList> linked;
     linked.Append(MakeList({1, 2}));
     EXPECT_EQ(Items(linked.ConstGet(0)), (Ints{1, 2}));
+}
+
+using ArrayBlockRuns = ArrayTest;
+
+TEST_F(ArrayBlockRuns, RunsEndAtTheBlockAndUnshareOnce) {
+    const cow_1DArray<int> source = Filled(40, 16);
+    cow_1DArray<int> copy(source);
+    const std::span<const int> shared = copy.ConstBlockRun(18);
+    EXPECT_EQ(shared.data(), &source.PartialArrayConstGet(18)) << "reading never un-shares";
+    EXPECT_EQ(shared.size(), 14u);
+    const std::span<int> run = copy.GetBlockRun(18);
+    ASSERT_EQ(run.size(), 14u);
+    std::fill(run.begin(), run.end(), -1);
+    EXPECT_EQ(copy.TableReferences(), 1);
+    EXPECT_EQ(copy.ConstBlock(0), source.ConstBlock(0)) << "only the run's block is copied";
+    EXPECT_EQ(copy.PartialArrayConstGet(17), 17);
+    EXPECT_EQ(copy.PartialArrayConstGet(31), -1);
+    EXPECT_EQ(source.PartialArrayConstGet(31), 31);
+}
+
+TEST_F(ArrayBlockRuns, ReadingOutsideIsEmptyAndWritingOutsideGrows) {
+    cow_1DArray<int> array(16);
+    array.Grow(16);
+    EXPECT_TRUE(array.ConstBlockRun(16).empty());
+    EXPECT_EQ(array.ConstBlockRun(3).size(), 13u);
+    EXPECT_EQ(MadeBlocks(array), 1) << "a missing block is made, as a read makes it";
+    EXPECT_EQ(array.GetBlockRun(40).size(), 8u);
+    EXPECT_EQ(array.Length(), 48u);
+    EXPECT_TRUE(cow_1DArray<int>().ConstBlockRun(0).empty());
+}
+
+// The list's bulk operations move whole runs; every edit is checked against a vector doing
+// the same, over block sizes that put the edits at, before and after block boundaries, and
+// with a shared snapshot that must not change.
+template <class T>
+void CheckEditsAgainstAVector(unsigned blockSize, T (*make)(int)) {
+    std::mt19937 random(blockSize);
+    const T none{};
+    cow_1DArrayList<T, T> list(&none, 0, 1, blockSize);
+    std::vector<T> model;
+    for (int step = 0; step < 400; ++step) {
+        const auto snapshot = list;
+        const std::vector<T> before = model;
+        const unsigned at = random() % (model.size() + 1);
+        switch (random() % 4) {
+        case 0:
+            list.Insert(at, make(step));
+            model.insert(model.begin() + at, make(step));
+            break;
+        case 1:
+            if (at < model.size()) {
+                list.Remove(at);
+                model.erase(model.begin() + at);
+            }
+            break;
+        case 2: {
+            const unsigned to = at + random() % 7;
+            list.Slice(at, to, list);
+            model.insert(model.end(), before.begin() + at,
+                         before.begin() + std::min<std::size_t>(to, before.size()));
+            break;
+        }
+        default:
+            list.Append(snapshot);
+            model.insert(model.end(), before.begin(), before.end());
+            break;
+        }
+        ASSERT_EQ(Items(list), model) << "step " << step << ", block size " << blockSize;
+        ASSERT_EQ(Items(snapshot), before);
+        if (model.size() > 300) {
+            list.ClearAll();
+            model.clear();
+        }
+    }
+}
+
+TEST_F(ArrayBlockRuns, ListEditsMatchAVectorAcrossBlockBoundaries) {
+    for (unsigned blockSize : {1u, 3u, 4u, 16u}) {
+        CheckEditsAgainstAVector<int>(blockSize, [](int i) { return i; });
+        CheckEditsAgainstAVector<cow_String>(
+            blockSize, [](int i) { return cow_String(std::to_string(i).c_str()); });
+    }
 }
 
 using ArrayStandardIteration = ArrayTest;

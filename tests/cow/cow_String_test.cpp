@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstring>
 #include <functional>
 #include <sstream>
 #include <stdexcept>
@@ -230,6 +231,30 @@ TEST(StringFind, NotFoundIsTheLength) {
     EXPECT_EQ(s.Find("bc", 5), 6u);
     EXPECT_EQ(s.Find("a", 7), 6u);
     EXPECT_EQ(cow_String().Find("a"), 0u);
+}
+
+// The search scans whole vectors at a time: a hit, a decoy first byte and an embedded NUL at
+// every position around the vector sizes must give what a C-string search from start gives.
+TEST(StringFind, StopsAtTheFirstNulWhereverTheVectorsFall) {
+    for (unsigned length : {1u, 15u, 16u, 17u, 31u, 32u, 33u, 127u, 128u, 129u, 200u, 300u}) {
+        for (unsigned at = 0; at + 2 <= length; at += 7) {
+            for (unsigned nul : {0u, 1u, at, at + 1, length - 1, length}) {
+                std::string text(length, 'x');
+                text[at / 2] = 'n'; // a first byte that does not complete the needle
+                text.replace(at, 2, "nd");
+                if (nul < length) {
+                    text[nul] = '\0';
+                }
+                const cow_String s(text.data(), length);
+                for (unsigned start : {0u, at / 3, at}) {
+                    const char* hit = std::strstr(text.c_str() + start, "nd");
+                    const unsigned expected = hit != nullptr ? hit - text.c_str() : length;
+                    ASSERT_EQ(s.Find("nd", start), expected)
+                        << "length " << length << ", hit " << at << ", NUL " << nul;
+                }
+            }
+        }
+    }
 }
 
 TEST(StringReverseFind, FindsTheLastStartAtOrBeforePos) {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <cstdio>
 #include <random>
@@ -68,6 +69,8 @@ void ExpectHolds(const omi_BlkBitVect& vector, const std::set<unsigned>& members
     EXPECT_EQ(vector.BitCount(), members.size());
     EXPECT_EQ(Forwards(vector), std::vector<unsigned>(members.begin(), members.end()));
     EXPECT_EQ(Backwards(vector), std::vector<unsigned>(members.rbegin(), members.rend()));
+    EXPECT_EQ(std::vector<unsigned>(vector.begin(), vector.end()),
+              std::vector<unsigned>(members.begin(), members.end()));
 }
 
 TEST(BlkBitVectShape, BlocksHold8192BitsAndAreMadeOnlyWhereBitsAreSet) {
@@ -204,6 +207,22 @@ TEST(BlkBitVectTraversal, CopiedTraverserContinuesFromTheSamePlace) {
     assigned = copy;
     ASSERT_TRUE(assigned.Next(index));
     EXPECT_EQ(index, 5u);
+}
+
+// The iterator reads two words at a time: bits at each edge of a word, of a pair and of a
+// block, with a block whose bits were all cleared between two others.
+TEST(BlkBitVectTraversal, RangeForVisitsWordPairAndBlockEdgesInOrder) {
+    OpenBitVect vector;
+    EXPECT_EQ(vector.begin(), vector.end());
+    const std::set<unsigned> members = {0, 31, 32, 63, 64, 95, 8159, 8160, 8191, 24576, 24639};
+    for (unsigned m : members) {
+        vector.SetBit(m);
+    }
+    vector.SetBit(9000);
+    vector.UnsetBit(9000);
+    ASSERT_EQ(vector.BlockCount(), 3u) << "block 1 stays, holding only zero words";
+    ExpectHolds(vector, members);
+    EXPECT_EQ(std::ranges::count_if(vector, [](unsigned m) { return m % 32 == 0; }), 5);
 }
 
 class BlkBitVectAlgebra : public testing::Test {
