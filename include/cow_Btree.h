@@ -49,13 +49,24 @@ int cow_BtreeOrder(const K& key, const K& nodeKey) {
     return order < 0 ? -1 : (order > 0 ? 1 : 0);
 }
 
-// A hint to start loading p; null is allowed.
+// A hint to start loading p; null is allowed. The empty statement marks the hint as an effect:
+// without it the compiler may judge a function of loads and hints pure, and drop its calls.
 inline void cow_BtreePrefetch(const void* p) {
 #if defined(__GNUC__)
     __builtin_prefetch(p);
+    __asm__ volatile("" : : "r"(p));
 #else
     static_cast<void>(p);
 #endif
+}
+
+// The bytes a comparison with key reads: a string's shared text, or the key itself.
+template <class K>
+const void* cow_BtreeKeyBytes(const K& key) {
+    return &key;
+}
+inline const void* cow_BtreeKeyBytes(const cow_String& key) {
+    return key.c_str();
 }
 
 // Lets the tests reach the root and the nodes.
@@ -133,12 +144,22 @@ private:
     static void Rebalance(Handle*& link);
     Handle* Rotate(Handle* self, Handle* cow_BtreeNode::*lowered, Handle* cow_BtreeNode::*raised);
     void UpdateHeight();
-    // A walk down the tree waits on three loads per level (handle, node, key text): starting
-    // on both child handles before the key comparison overlaps the next level's first load
-    // with this one's last.
-    void PrefetchChildren() const {
-        vlt::detail::cow_BtreePrefetch(smaller);
-        vlt::detail::cow_BtreePrefetch(larger);
+    // A walk down the tree waits on a chain of loads per level: the child's handle, the node,
+    // the key's representation and its text. While this node's key is compared, both children
+    // are read ahead (their keys' texts and their own children's handles), so that the next
+    // level finds its chain loaded or on the way. The siblings read here also serve the balance
+    // test on the way back up.
+    void ReadAhead() const {
+        ReadAhead(smaller);
+        ReadAhead(larger);
+    }
+    static void ReadAhead(const Handle* child) {
+        if (child != nullptr) {
+            const cow_BtreeNode& next = **child;
+            vlt::detail::cow_BtreePrefetch(next.smaller);
+            vlt::detail::cow_BtreePrefetch(next.larger);
+            vlt::detail::cow_BtreePrefetch(vlt::detail::cow_BtreeKeyBytes(next.key));
+        }
     }
     Handle*& Side(int order) { return order < 0 ? smaller : larger; }
     Handle* TakeReplacement();
@@ -370,7 +391,7 @@ void cow_BtreeNode<K, V>::UpdateHeight() {
 
 template <class K, class V>
 bool cow_BtreeNode<K, V>::Insert(const K& k, const V& v) {
-    PrefetchChildren();
+    ReadAhead();
     const int order = vlt::detail::cow_BtreeOrder(k, key);
     if (order == 0) {
         return false;
@@ -378,10 +399,6 @@ bool cow_BtreeNode<K, V>::Insert(const K& k, const V& v) {
     Handle*& child = Side(order);
     bool inserted = true;
     if (child != nullptr) {
-        // The balance test on the way back up reads the other child's height.
-        if (const Handle* other = Side(-order); other != nullptr) {
-            vlt::detail::cow_BtreePrefetch(other->ConstPtr());
-        }
         inserted = child->Get().Insert(k, v);
         if (inserted) {
             Rebalance(child);
@@ -395,6 +412,7 @@ bool cow_BtreeNode<K, V>::Insert(const K& k, const V& v) {
 
 template <class K, class V>
 bool cow_BtreeNode<K, V>::Remove(const K& k, cow_BtreeNode& parent) {
+    ReadAhead();
     const int order = vlt::detail::cow_BtreeOrder(k, key);
     if (order != 0) {
         Handle*& child = Side(order);
@@ -469,6 +487,7 @@ template <class K, class V>
 cow_BtreeNode<K, V>* cow_BtreeNode<K, V>::Find(const K& k) {
     cow_BtreeNode* node = this;
     for (;;) {
+        node->ReadAhead();
         const int order = vlt::detail::cow_BtreeOrder(k, node->key);
         if (order == 0) {
             return node;
@@ -485,7 +504,7 @@ template <class K, class V>
 const cow_BtreeNode<K, V>* cow_BtreeNode<K, V>::ConstFind(const K& k) const {
     const cow_BtreeNode* node = this;
     for (;;) {
-        node->PrefetchChildren();
+        node->ReadAhead();
         const int order = vlt::detail::cow_BtreeOrder(k, node->key);
         if (order == 0) {
             return node;
