@@ -24,6 +24,7 @@
 #pragma once
 
 #include "cow_1DArray.h"
+#include "cow_BtreeBlock.h"
 #include "cow_CountedHld.h"
 #include "cow_String.h"
 #include "crt_Assert.h"
@@ -94,9 +95,12 @@ public:
           larger(Share(other.larger)), height(other.height) {}
     cow_BtreeNode& operator=(const cow_BtreeNode&) = delete;
     ~cow_BtreeNode() {
-        delete smaller;
-        delete larger;
+        FreeHandle(smaller);
+        FreeHandle(larger);
     }
+    // Every node lives in a block with room for its handle beside it.
+    static void* operator new(std::size_t) { return Block::NewNode(); }
+    static void operator delete(void* node) noexcept { Block::FreeNode(node); }
 
     const K& Key() const { return key; }
     const V& Value() const { return value; }
@@ -125,15 +129,19 @@ private:
     // The temporary parent of the root during a removal: no key of its own.
     explicit cow_BtreeNode(const V& v) : value(v) {}
 
+    using Block = vlt::detail::cow_BtreeBlock<cow_BtreeNode, Handle>;
+
     static Handle* Share(const Handle* child) {
-        return child != nullptr ? new Handle(*child) : nullptr;
+        return child != nullptr ? Block::NewHandle(child->ConstPtr(), *child) : nullptr;
     }
     // A new handle that owns node; node is freed if the handle cannot be made.
     static Handle* Adopt(std::unique_ptr<cow_BtreeNode> node) {
-        auto* handle = new Handle(node.get());
+        auto* handle = Block::NewHandle(node.get(), node.get());
         node.release();
         return handle;
     }
+    // Null is allowed.
+    static void FreeHandle(Handle* handle) noexcept { Block::FreeHandle(handle); }
     static Handle* NewLeaf(const K& k, const V& v) {
         return Adopt(std::make_unique<cow_BtreeNode>(k, v));
     }
@@ -230,7 +238,7 @@ public:
     cow_Btree(const cow_Btree& other)
         : root(CopyRoot(other.root)), entryCount(other.entryCount), value(other.value) {}
     cow_Btree& operator=(const cow_Btree& other);
-    ~cow_Btree() { delete root; }
+    ~cow_Btree() { Node::FreeHandle(root); }
 
     // A new heap copy, owned by the caller.
     cow_Btree* Copy() const { return new cow_Btree(*this); }
@@ -478,7 +486,7 @@ typename cow_BtreeNode<K, V>::Handle* cow_BtreeNode<K, V>::DetachSmallest() {
 template <class K, class V>
 void cow_BtreeNode<K, V>::RemoveNode(cow_BtreeNode* child, Handle* replacement) {
     Handle*& slot = (larger != nullptr && larger->ConstPtr() == child) ? larger : smaller;
-    delete slot;
+    FreeHandle(slot);
     slot = replacement;
     UpdateHeight();
 }
@@ -521,7 +529,7 @@ const cow_BtreeNode<K, V>* cow_BtreeNode<K, V>::ConstFind(const K& k) const {
 template <class K, class V>
 cow_Btree<K, V>& cow_Btree<K, V>::operator=(const cow_Btree& other) {
     Handle* copied = CopyRoot(other.root);
-    delete root;
+    Node::FreeHandle(root);
     root = copied;
     entryCount = other.entryCount;
     value = other.value;
@@ -549,7 +557,7 @@ bool cow_Btree<K, V>::Remove(const K& k) {
     if (root == nullptr) {
         return false;
     }
-    Node parent(value);
+    Node parent(value); // outside any block: no handle is ever made for it
     parent.smaller = root;
     const bool removed = root->Get().Remove(k, parent);
     root = parent.smaller;
