@@ -24,6 +24,7 @@
 #pragma once
 
 #include "cow_1DArray.h"
+#include "cow_BtreeBlock.h"
 #include "cow_CountedHld.h"
 #include "cow_String.h"
 #include "crt_Assert.h"
@@ -49,13 +50,24 @@ int cow_BtreeOrder(const K& key, const K& nodeKey) {
     return order < 0 ? -1 : (order > 0 ? 1 : 0);
 }
 
-// A hint to start loading p; null is allowed.
+// A hint to start loading p; null is allowed. The empty statement marks the hint as an effect:
+// without it the compiler may judge a function of loads and hints pure, and drop its calls.
 inline void cow_BtreePrefetch(const void* p) {
 #if defined(__GNUC__)
     __builtin_prefetch(p);
+    __asm__ volatile("" : : "r"(p));
 #else
     static_cast<void>(p);
 #endif
+}
+
+// The bytes a comparison with key reads: a string's shared text, or the key itself.
+template <class K>
+const void* cow_BtreeKeyBytes(const K& key) {
+    return &key;
+}
+inline const void* cow_BtreeKeyBytes(const cow_String& key) {
+    return key.c_str();
 }
 
 // Lets the tests reach the root and the nodes.
@@ -83,9 +95,12 @@ public:
           larger(Share(other.larger)), height(other.height) {}
     cow_BtreeNode& operator=(const cow_BtreeNode&) = delete;
     ~cow_BtreeNode() {
-        delete smaller;
-        delete larger;
+        FreeHandle(smaller);
+        FreeHandle(larger);
     }
+    // Every node lives in a block with room for its handle beside it.
+    static void* operator new(std::size_t) { return Block::NewNode(); }
+    static void operator delete(void* node) noexcept { Block::FreeNode(node); }
 
     const K& Key() const { return key; }
     const V& Value() const { return value; }
@@ -114,15 +129,19 @@ private:
     // The temporary parent of the root during a removal: no key of its own.
     explicit cow_BtreeNode(const V& v) : value(v) {}
 
+    using Block = vlt::detail::cow_BtreeBlock<cow_BtreeNode, Handle>;
+
     static Handle* Share(const Handle* child) {
-        return child != nullptr ? new Handle(*child) : nullptr;
+        return child != nullptr ? Block::NewHandle(child->ConstPtr(), *child) : nullptr;
     }
     // A new handle that owns node; node is freed if the handle cannot be made.
     static Handle* Adopt(std::unique_ptr<cow_BtreeNode> node) {
-        auto* handle = new Handle(node.get());
+        auto* handle = Block::NewHandle(node.get(), node.get());
         node.release();
         return handle;
     }
+    // Null is allowed.
+    static void FreeHandle(Handle* handle) noexcept { Block::FreeHandle(handle); }
     static Handle* NewLeaf(const K& k, const V& v) {
         return Adopt(std::make_unique<cow_BtreeNode>(k, v));
     }
@@ -133,12 +152,22 @@ private:
     static void Rebalance(Handle*& link);
     Handle* Rotate(Handle* self, Handle* cow_BtreeNode::*lowered, Handle* cow_BtreeNode::*raised);
     void UpdateHeight();
-    // A walk down the tree waits on three loads per level (handle, node, key text): starting
-    // on both child handles before the key comparison overlaps the next level's first load
-    // with this one's last.
-    void PrefetchChildren() const {
-        vlt::detail::cow_BtreePrefetch(smaller);
-        vlt::detail::cow_BtreePrefetch(larger);
+    // A walk down the tree waits on a chain of loads per level: the child's handle, the node,
+    // the key's representation and its text. While this node's key is compared, both children
+    // are read ahead (their keys' texts and their own children's handles), so that the next
+    // level finds its chain loaded or on the way. The siblings read here also serve the balance
+    // test on the way back up.
+    void ReadAhead() const {
+        ReadAhead(smaller);
+        ReadAhead(larger);
+    }
+    static void ReadAhead(const Handle* child) {
+        if (child != nullptr) {
+            const cow_BtreeNode& next = **child;
+            vlt::detail::cow_BtreePrefetch(next.smaller);
+            vlt::detail::cow_BtreePrefetch(next.larger);
+            vlt::detail::cow_BtreePrefetch(vlt::detail::cow_BtreeKeyBytes(next.key));
+        }
     }
     Handle*& Side(int order) { return order < 0 ? smaller : larger; }
     Handle* TakeReplacement();
@@ -209,7 +238,7 @@ public:
     cow_Btree(const cow_Btree& other)
         : root(CopyRoot(other.root)), entryCount(other.entryCount), value(other.value) {}
     cow_Btree& operator=(const cow_Btree& other);
-    ~cow_Btree() { delete root; }
+    ~cow_Btree() { Node::FreeHandle(root); }
 
     // A new heap copy, owned by the caller.
     cow_Btree* Copy() const { return new cow_Btree(*this); }
@@ -370,7 +399,7 @@ void cow_BtreeNode<K, V>::UpdateHeight() {
 
 template <class K, class V>
 bool cow_BtreeNode<K, V>::Insert(const K& k, const V& v) {
-    PrefetchChildren();
+    ReadAhead();
     const int order = vlt::detail::cow_BtreeOrder(k, key);
     if (order == 0) {
         return false;
@@ -378,10 +407,6 @@ bool cow_BtreeNode<K, V>::Insert(const K& k, const V& v) {
     Handle*& child = Side(order);
     bool inserted = true;
     if (child != nullptr) {
-        // The balance test on the way back up reads the other child's height.
-        if (const Handle* other = Side(-order); other != nullptr) {
-            vlt::detail::cow_BtreePrefetch(other->ConstPtr());
-        }
         inserted = child->Get().Insert(k, v);
         if (inserted) {
             Rebalance(child);
@@ -395,6 +420,7 @@ bool cow_BtreeNode<K, V>::Insert(const K& k, const V& v) {
 
 template <class K, class V>
 bool cow_BtreeNode<K, V>::Remove(const K& k, cow_BtreeNode& parent) {
+    ReadAhead();
     const int order = vlt::detail::cow_BtreeOrder(k, key);
     if (order != 0) {
         Handle*& child = Side(order);
@@ -460,7 +486,7 @@ typename cow_BtreeNode<K, V>::Handle* cow_BtreeNode<K, V>::DetachSmallest() {
 template <class K, class V>
 void cow_BtreeNode<K, V>::RemoveNode(cow_BtreeNode* child, Handle* replacement) {
     Handle*& slot = (larger != nullptr && larger->ConstPtr() == child) ? larger : smaller;
-    delete slot;
+    FreeHandle(slot);
     slot = replacement;
     UpdateHeight();
 }
@@ -469,6 +495,7 @@ template <class K, class V>
 cow_BtreeNode<K, V>* cow_BtreeNode<K, V>::Find(const K& k) {
     cow_BtreeNode* node = this;
     for (;;) {
+        node->ReadAhead();
         const int order = vlt::detail::cow_BtreeOrder(k, node->key);
         if (order == 0) {
             return node;
@@ -485,7 +512,7 @@ template <class K, class V>
 const cow_BtreeNode<K, V>* cow_BtreeNode<K, V>::ConstFind(const K& k) const {
     const cow_BtreeNode* node = this;
     for (;;) {
-        node->PrefetchChildren();
+        node->ReadAhead();
         const int order = vlt::detail::cow_BtreeOrder(k, node->key);
         if (order == 0) {
             return node;
@@ -502,7 +529,7 @@ const cow_BtreeNode<K, V>* cow_BtreeNode<K, V>::ConstFind(const K& k) const {
 template <class K, class V>
 cow_Btree<K, V>& cow_Btree<K, V>::operator=(const cow_Btree& other) {
     Handle* copied = CopyRoot(other.root);
-    delete root;
+    Node::FreeHandle(root);
     root = copied;
     entryCount = other.entryCount;
     value = other.value;
@@ -530,7 +557,7 @@ bool cow_Btree<K, V>::Remove(const K& k) {
     if (root == nullptr) {
         return false;
     }
-    Node parent(value);
+    Node parent(value); // outside any block: no handle is ever made for it
     parent.smaller = root;
     const bool removed = root->Get().Remove(k, parent);
     root = parent.smaller;

@@ -484,3 +484,79 @@ TEST_F(BtreeTest, StandardIterationAscendsAndWritesOnlyTheIteratedCopy) {
 }
 
 } // namespace
+
+namespace {
+
+// Each node shares its heap block with the handle made with it, so that a walk down the tree
+// finds the two together.
+template <class Handle, class Node>
+bool Beside(const Handle* handle, const Node* node) {
+    return reinterpret_cast<const char*>(handle) + sizeof(Handle) ==
+           reinterpret_cast<const char*>(node);
+}
+
+// The handles below node that are not beside their nodes.
+template <class Node>
+int HandlesApart(const Node* node) {
+    int apart = 0;
+    for (const auto* child : {node->Smaller(), node->Larger()}) {
+        if (child != nullptr) {
+            apart += (Beside(child, child->ConstPtr()) ? 0 : 1) + HandlesApart(child->ConstPtr());
+        }
+    }
+    return apart;
+}
+
+using BtreeBlocks = BtreeTest;
+
+TEST_F(BtreeBlocks, AnUnsharedTreeKeepsEveryNodeBesideItsHandle) {
+    IntTree ints; // built in place: a copy's handles below the root are apart
+    for (int key = 0; key < 300; ++key) {
+        ints.Insert(key * 2, key);
+    }
+    for (int key : {0, 2, 150, 298, 300}) {
+        ints.Remove(key); // replacements and rotations move handles, never nodes
+    }
+    cow_Btree<cow_String, int> strings;
+    for (int key = 0; key < 300; ++key) {
+        strings.Insert(cow_String(key * 7919 % 1000), key);
+    }
+    EXPECT_EQ(HandlesApart(RootOf(ints)), 0);
+    EXPECT_EQ(HandlesApart(RootOf(strings)), 0);
+}
+
+// A shared node outlives the handle beside it, and a handle that made its node private outlives
+// the old node: each block must stay until both have gone, in either order (AddressSanitizer
+// sees a block freed early or never).
+TEST_F(BtreeBlocks, NodesAndHandlesOfOneBlockOutliveEachOther) {
+    for (const bool writerGoesFirst : {true, false}) {
+        auto writer = std::make_unique<IntTree>(); // built in place, its handles beside its nodes
+        for (int key = 0; key < 100; ++key) {
+            writer->Insert(key * 2, key);
+        }
+        auto reader = std::make_unique<IntTree>(*writer);
+        for (int key = 0; key < 100; ++key) {
+            writer->Get(key * 2) += 1000; // every node of the writer is copied
+        }
+        EXPECT_EQ(RootOf(*reader)->Smaller()->References(), 1);
+
+        auto& first = writerGoesFirst ? writer : reader;
+        auto& second = writerGoesFirst ? reader : writer;
+        first.reset();
+        const int offset = writerGoesFirst ? 0 : 1000;
+        for (int key = 0; key < 100; ++key) {
+            ASSERT_EQ(second->ConstGet(key * 2), key + offset);
+        }
+        EXPECT_TRUE(WellFormed(*second));
+        // A new handle to a node takes the room beside it while that room is free.
+        const IntTree third(*second);
+        const IntTree fourth(*second);
+        const auto* thirds = RootOf(third)->Smaller();
+        const auto* fourths = RootOf(fourth)->Smaller();
+        EXPECT_TRUE(Beside(thirds, thirds->ConstPtr()));
+        EXPECT_FALSE(Beside(fourths, fourths->ConstPtr()));
+        EXPECT_EQ(fourths->References(), 3);
+    }
+}
+
+} // namespace
