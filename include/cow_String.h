@@ -29,7 +29,7 @@
 #include <string_view>
 
 namespace vlt::detail {
-struct cow_StringFill;
+struct cow_StringAccess;
 } // namespace vlt::detail
 
 class VLTUTL_API cow_String {
@@ -194,7 +194,7 @@ public:
     }
 
 private:
-    friend struct vlt::detail::cow_StringFill;
+    friend struct vlt::detail::cow_StringAccess;
 
     class cow_StringRep {
     public:
@@ -240,7 +240,7 @@ private:
 
 namespace vlt::detail {
 // For readers that move a text from a stream straight into a string's own buffer.
-struct cow_StringFill {
+struct cow_StringAccess {
     // Makes s a private representation of length n, with the capacity a new one of n bytes
     // gets, and returns its buffer, terminated at n, whose n bytes the caller must write. A
     // sole-owned representation of that capacity is kept: it cannot be told from a new one.

@@ -49,7 +49,7 @@ void cio_String::ReadData(bio_Ifilter& in, void* object) {
         target = cow_String(text.get(), keptLength(text.get(), n, length));
         return;
     }
-    char* buffer = vlt::detail::cow_StringFill::Fill(target, n);
+    char* buffer = vlt::detail::cow_StringAccess::Fill(target, n);
     try {
         in.extract(buffer, n);
     } catch (...) {

@@ -186,7 +186,7 @@ void cow_String::Delete() {
     m_Cow = nullptr;
 }
 
-char* vlt::detail::cow_StringFill::Fill(cow_String& s, unsigned n) {
+char* vlt::detail::cow_StringAccess::Fill(cow_String& s, unsigned n) {
     const uint32_t capacity = capacityFor(heldLength(n));
     cow_String::cow_StringRep* rep = s.m_Cow;
     if (rep == nullptr || rep->m_RefCt.References() != 1 || rep->m_Capacity != capacity) {
