@@ -28,7 +28,21 @@ public:
     // Makes room for n more bytes at the put pointer.
     void Grow(unsigned n);
 
-    BIO_OFILTER_VALUE_OVERRIDES
+    void insert(const char* s) override;
+    // A scalar whose stream form is its memory form is appended inline, so that a caller that
+    // knows the filter's type writes it without a call.
+    void insert(const double& v) override { Append(&v, sizeof v); }
+    void insert(const float& v) override { Append(&v, sizeof v); }
+    void insert(const unsigned long& v) override;
+    void insert(const long& v) override;
+    void insert(const unsigned int& v) override { Append(&v, sizeof v); }
+    void insert(const int& v) override { Append(&v, sizeof v); }
+    void insert(const unsigned short& v) override { Append(&v, sizeof v); }
+    void insert(const short& v) override { Append(&v, sizeof v); }
+    void insert(const unsigned char& v) override { Append(&v, sizeof v); }
+    void insert(const char& v) override { Append(&v, sizeof v); }
+    void insert(const bool& v) override;
+    BIO_FOR_EACH_VALUE_TYPE(BIO_DECLARE_INSERT_VECTOR_OVERRIDE)
 
     void longMove(const char* src, unsigned n) override;
     void shortMove(const char* src, unsigned n) override;

@@ -81,6 +81,13 @@ public:
     // Reads a string record into a new array of length + 1 bytes, NUL-terminated, which the
     // caller owns (delete[]). A negative length is reported and read as the empty string.
     bio_Ifilter& operator>>(char*& s);
+    // The same record in two steps, for a reader that keeps the bytes in storage of its own.
+    // `ExtractStringLength` reads the length (a negative one reported and read as 0) and is
+    // true when the filter vouches for the bytes behind it: they may then go straight into
+    // storage of that size with `extract`. Otherwise `ExtractStringBytes` reads them in bounded
+    // pieces into a new NUL-terminated array, as `operator>>` does.
+    bool ExtractStringLength(unsigned& n);
+    char* ExtractStringBytes(unsigned n);
     bio_Ifilter& operator>>(double& v) { return Get(v); }
     bio_Ifilter& operator>>(float& v) { return Get(v); }
     bio_Ifilter& operator>>(unsigned long& v) { return Get(v); }
@@ -119,9 +126,6 @@ private:
         extract(v);
         return *this;
     }
-    // A string of n bytes from a stream that cannot vouch for them, read in bounded chunks.
-    char* ReadChunked(unsigned n);
-
     vlt::detail::omi_MarkerLog pointerLog_;
     bio_Idevice* idev_;
 };

@@ -13,7 +13,6 @@
 #include "pnt_PrettyPrint.h"
 
 #include <cstdint>
-#include <memory>
 #include <type_traits>
 
 template <class T, class A>
@@ -47,13 +46,11 @@ inline void cio_ReadElement(bio_Ifilter& in, cow_String& value) {
     cio_ReadStringElement(in, value);
 }
 
-// An element read through the pointer form of its input operator into a temporary.
+// An element that the published readers take through the pointer form of its input operator:
+// that form reads the value into a new one and nothing else, so it is read in place.
 template <cio_Plain T>
 void cio_ReadTemporary(bio_Ifilter& in, T& into) {
-    T* read = nullptr;
-    in >> read;
-    const std::unique_ptr<T> owned(read);
-    into = *owned;
+    in >> into;
 }
 
 template <cio_Plain T>

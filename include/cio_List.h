@@ -2,8 +2,8 @@
 //
 // Encoding: i32 count, then the elements from head to tail, each in its own encoding (a
 // string element as its object record). Reading appends to the list without clearing it first
-// (deliberate): each element is read through the pointer form of its input operator into a
-// temporary, appended, and the temporary freed. A count below 1 reads nothing more.
+// (deliberate): each element is read as the pointer form of its input operator reads it, but
+// in place, then appended. A count below 1 reads nothing more.
 // Printed compact: "{ 1, 2, 3 }" on as few lines as the width allows (see cio_PrintCompact).
 #pragma once
 

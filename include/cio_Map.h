@@ -2,8 +2,9 @@
 //
 // Encoding: i32 entry count, then per entry in the map's plain (tree) iteration order the key,
 // then the value. Reading inserts into the map without clearing it first: a key already there
-// gets the new value, other entries stay. Keys and values are read through the pointer forms
-// of their input operators into temporaries. A count below 1 reads nothing more.
+// gets the new value, other entries stay. Keys and values are read as the pointer forms of
+// their input operators read them, but in place, without a temporary of their own. A count
+// below 1 reads nothing more.
 // Printed compact and in key order: "{ a: 1, b: 2 }" on as few lines as the width allows.
 #pragma once
 

@@ -41,9 +41,9 @@ VLTUTL_API bio_Ifilter& operator>>(bio_Ifilter& in, cow_String& s);
 VLTUTL_API pnt_PrettyPrint& operator<<(pnt_PrettyPrint& pp, const cio_String* p);
 
 namespace vlt::detail {
-// A string element of a container read through the pointer form of its record. The
-// temporary this makes is freed here; a marker it was given then names null, so that a later
-// back-reference cannot reach the freed object.
+// A string element of a container read as the pointer form reads its record, with the data
+// going straight into `into` instead of a new object. A marker the record gives names null, so
+// that a later back-reference cannot reach an object that was never made.
 VLTUTL_API void cio_ReadTemporary(bio_Ifilter& in, cow_String& into);
 // A string element of an array, read as its object record; a record of another type ends the
 // read with `omi_FatalError`, like a list's or a map's.

@@ -28,6 +28,10 @@
 #include <iosfwd>
 #include <string_view>
 
+namespace vlt::detail {
+struct cow_StringAccess;
+} // namespace vlt::detail
+
 class VLTUTL_API cow_String {
 public:
     static constexpr unsigned Unlimited = 0xFFFFFFFFu;
@@ -161,9 +165,15 @@ public:
     cow_String& Uncapitalize();
     cow_String& Reverse();
 
-    // Byte order of the texts (unsigned bytes, as strcmp orders them).
+    // Byte order of the texts (unsigned bytes, as strcmp orders them). The first bytes are
+    // compared inline: most unequal keys of a map differ there, and the call is the cost.
     friend bool operator==(const cow_String& a, const cow_String& b) {
-        return a.m_Cow == b.m_Cow || std::strcmp(a.c_str(), b.c_str()) == 0;
+        if (a.m_Cow == b.m_Cow) {
+            return true;
+        }
+        const char* x = a.c_str();
+        const char* y = b.c_str();
+        return x[0] == y[0] && (x[0] == 0 || std::strcmp(x + 1, y + 1) == 0);
     }
     friend bool operator==(const cow_String& a, const char* b) {
         return std::strcmp(a.c_str(), b) == 0;
@@ -184,6 +194,8 @@ public:
     }
 
 private:
+    friend struct vlt::detail::cow_StringAccess;
+
     class cow_StringRep {
     public:
         explicit cow_StringRep(unsigned n);
@@ -225,6 +237,16 @@ private:
 
     cow_StringRep* m_Cow = nullptr;
 };
+
+namespace vlt::detail {
+// For readers that move a text from a stream straight into a string's own buffer.
+struct cow_StringAccess {
+    // Makes s a private representation of length n, with the capacity a new one of n bytes
+    // gets, and returns its buffer, terminated at n, whose n bytes the caller must write. A
+    // sole-owned representation of that capacity is kept: it cannot be told from a new one.
+    VLTUTL_API static char* Fill(cow_String& s, unsigned n);
+};
+} // namespace vlt::detail
 
 inline cow_String operator+(cow_String lhs, const char* rhs) {
     lhs.Append(rhs);

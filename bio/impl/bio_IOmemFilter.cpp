@@ -54,8 +54,9 @@ void bio_IOmemFilter::GrowBy(std::size_t n) {
     }
     const std::size_t written = Written();
     const std::size_t read = Read();
-    if (capacity != 0) {
-        std::memcpy(block, buffBeg_, capacity);
+    // Past the put pointer both blocks hold the zeros they were made with.
+    if (written != 0) {
+        std::memcpy(block, buffBeg_, written);
     }
     putPtr_ = block + written;
     getPtr_ = block + read;
@@ -110,10 +111,18 @@ void bio_IOmemFilter::shortSwap(const char* src, unsigned n) {
     Append(src, n);
 }
 
+// The stream forms of these differ from their memory forms.
+void bio_IOmemFilter::insert(const unsigned long& v) {
+    AppendScalar(v);
+}
+void bio_IOmemFilter::insert(const long& v) {
+    AppendScalar(v);
+}
+void bio_IOmemFilter::insert(const bool& v) {
+    AppendScalar(v);
+}
+
 #define BIO_IOMEM_OUTPUT(T)                                                                        \
-    void bio_IOmemFilter::insert(const T& v) {                                                     \
-        AppendScalar(v);                                                                           \
-    }                                                                                              \
     void bio_IOmemFilter::insertVector(const T* v, unsigned n) {                                   \
         AppendVector(v, n);                                                                        \
     }                                                                                              \

@@ -86,12 +86,9 @@ void bio_Ifilter::VouchForElements(uint64_t n, unsigned minBytes) {
 }
 
 bio_Ifilter& bio_Ifilter::operator>>(char*& s) {
-    int length = 0;
-    extract(length);
-    CRT_CHECK(length >= 0, "len >= 0", path);
-    const unsigned n = length > 0 ? static_cast<unsigned>(length) : 0;
-    if (!HoldsElements(n, 1)) {
-        s = ReadChunked(n);
+    unsigned n = 0;
+    if (!ExtractStringLength(n)) {
+        s = ExtractStringBytes(n);
         return *this;
     }
     std::unique_ptr<char[]> text(new char[std::size_t{n} + 1]);
@@ -102,7 +99,16 @@ bio_Ifilter& bio_Ifilter::operator>>(char*& s) {
     return *this;
 }
 
-char* bio_Ifilter::ReadChunked(unsigned n) {
+bool bio_Ifilter::ExtractStringLength(unsigned& n) {
+    int length = 0;
+    extract(length);
+    CRT_CHECK(length >= 0, "len >= 0", path);
+    n = length > 0 ? static_cast<unsigned>(length) : 0;
+    return HoldsElements(n, 1);
+}
+
+// A forged length sizes no allocation much beyond the bytes really received (see stringChunk).
+char* bio_Ifilter::ExtractStringBytes(unsigned n) {
     std::unique_ptr<char[]> text(new char[std::min<std::size_t>(n, stringChunk) + 1]);
     std::size_t have = 0;
     while (have < n) {

@@ -12,6 +12,7 @@
 #include <new>
 #include <ostream>
 #include <stdexcept>
+#include <utility>
 
 namespace {
 
@@ -184,6 +185,20 @@ void cow_String::Delete() {
               "m_Cow && m_Cow->m_RefCt.References() >= 0", path);
     delete m_Cow;
     m_Cow = nullptr;
+}
+
+char* vlt::detail::cow_StringAccess::Fill(cow_String& s, unsigned n) {
+    const uint32_t capacity = capacityFor(heldLength(n));
+    cow_String::cow_StringRep* rep = s.m_Cow;
+    if (rep == nullptr || rep->m_RefCt.References() != 1 || rep->m_Capacity != capacity) {
+        cow_String fresh;
+        fresh.m_Cow = new cow_String::cow_StringRep(n);
+        s = std::move(fresh);
+        rep = s.m_Cow;
+    }
+    rep->m_Length = n;
+    rep->m_Buffer[n] = 0;
+    return rep->m_Buffer;
 }
 
 // ---- Private primitives ---------------------------------------------------------------------

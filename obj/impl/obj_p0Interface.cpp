@@ -166,11 +166,11 @@ bio_Ofilter& obj_OutputP0Obj(bio_Ofilter& out, const void* p, unsigned type) {
     return out;
 }
 
-bio_Ifilter& vlt::detail::obj_InputP0PtrOwned(bio_Ifilter& in, void** p, unsigned expected,
-                                              unsigned& actual, unsigned& marker, bool& created) {
+vlt::detail::obj_ReadData vlt::detail::obj_InputP0PtrHead(bio_Ifilter& in, void** p,
+                                                          unsigned expected, unsigned& actual,
+                                                          unsigned& marker) {
     *p = nullptr;
     marker = 0;
-    created = false;
     in >> actual;
     if (traceInput()) {
         if (actual == 0) {
@@ -181,21 +181,28 @@ bio_Ifilter& vlt::detail::obj_InputP0PtrOwned(bio_Ifilter& in, void** p, unsigne
         }
     }
     if (actual == 0) {
-        return in;
+        return nullptr;
     }
     requireStarted();
     // A foreign id is refused with the one report of a mismatch, not one per look-up.
     if (!typ_ArchCompTable::Knows(actual) || !typ_ArchCompTable::IsParent(actual, expected)) {
         reportPtrMismatch(actual, expected);
-        return in;
+        return nullptr;
     }
     typ_ReadFunc readData = typ_ArchCompTable::GetReadFunc(actual);
     CRT_CHECK_AT(readData != nullptr, "readData != 0", obj_p0InterfacePath, 220);
     unsigned knownType = 0;
     if (readMarker(in, p, marker, knownType)) {
         checkBackReference(p, knownType, expected);
-        return in;
+        return nullptr;
     }
+    return readData;
+}
+
+bio_Ifilter& vlt::detail::obj_InputP0PtrOwned(bio_Ifilter& in, void** p, unsigned expected,
+                                              unsigned& actual, unsigned& marker, bool& created) {
+    created = false;
+    const typ_ReadFunc readData = obj_InputP0PtrHead(in, p, expected, actual, marker);
     if (readData == nullptr) {
         return in;
     }

@@ -1,5 +1,7 @@
 // The string record: its doubled length, its round trip and its type check.
 #include "AssertRecorder.h"
+#include "cio_List.h"
+#include "cio_Map.h"
 #include "cio_String.h"
 #include "cio_TestStream.h"
 #include "pnt_PrettyPrint.h"
@@ -65,6 +67,69 @@ TEST_F(StringRecord, OtherRecordTypeIsRefusedAndLeavesTheEmptyString) {
                    "with tag '1a0004'. Aborting...\n");
     EXPECT_EQ(rec.Reports(),
               (std::vector<AssertReport>{{"actual == expected", "obj/impl/obj_p0Interface", 292}}));
+}
+
+// Container elements are read straight into their own strings, not through a new object.
+class StringElement : public vlt::test::StreamTest {
+protected:
+    void Feed(const std::vector<uint8_t>& bytes) {
+        mem.longMove(reinterpret_cast<const char*>(bytes.data()),
+                     static_cast<unsigned>(bytes.size()));
+    }
+};
+
+TEST_F(StringElement, BackReferenceToAnEarlierPointerReadsItsText) {
+    cio_String s("shared");
+    mem << &s;
+    Feed(Bytes().Words({2, 0x1a0001, 1}).StringRecord("b"));
+    cio_String* read = nullptr;
+    cow_List<cow_String> list;
+    mem >> read >> list;
+    ASSERT_NE(read, nullptr);
+    ASSERT_EQ(list.Size(), 2u);
+    EXPECT_STREQ(list.ConstGet(0).c_str(), "shared");
+    EXPECT_STREQ(list.ConstGet(1).c_str(), "b");
+    cio_String::DtorFunc(read);
+}
+
+TEST_F(StringElement, MarkedElementLeavesItsMarkerNamingNothing) {
+    Feed(Bytes().Words({2, 0x1a0001, 7, 2, 2}).Text("hi").Words({0x1a0001, 7}));
+    cow_List<cow_String> list;
+    mem >> list;
+    ASSERT_EQ(list.Size(), 2u);
+    EXPECT_STREQ(list.ConstGet(0).c_str(), "hi");
+    EXPECT_EQ(list.ConstGet(1).Length(), 0u);
+}
+
+TEST_F(StringElement, KeyWithANulIsReportedAndKeptAsANewStringOfItsText) {
+    Feed(Bytes().Words({1, 0x1a0001, 0, 5, 5}).Text(std::string("ab\0cd", 5)).Raw(2.5f));
+    AssertRecorder rec;
+    cow_Map<cow_String, float> map;
+    mem >> map;
+    EXPECT_EQ(rec.Expressions(), std::vector<std::string>{"length == textLength"});
+    ASSERT_EQ(map.Size(), 1u);
+    EXPECT_FLOAT_EQ(map.ConstGet("ab"), 2.5f);
+    cow_ConstMapIterator<cow_String, float> it(map);
+    it.First();
+    EXPECT_EQ(it.CurrentKey().Length(), 2u);
+    EXPECT_EQ(it.CurrentKey().Capacity(), cow_String("ab").Capacity());
+}
+
+TEST_F(StringElement, MapRoundTripIsByteExactAndKeysOwnTheirText) {
+    cow_Map<cow_String, float> map;
+    map.Insert("a-long-key-of-forty-nine-bytes-past-the-small-rule", 1.0f);
+    map.Insert("k", -2.0f);
+    mem << map;
+    const std::vector<uint8_t> first = Written();
+    cow_Map<cow_String, float> back;
+    mem >> back;
+    bio_IOmemFilter again(64);
+    again << back;
+    EXPECT_EQ(std::vector<uint8_t>(again.Data(), again.Data() + again.Written()), first);
+    cow_ConstMapIterator<cow_String, float> it(back);
+    for (it.First(); !it.IsDone(); it.Next()) {
+        EXPECT_EQ(it.CurrentKey().Capacity(), cow_String(it.CurrentKey().c_str()).Capacity());
+    }
 }
 
 TEST_F(StringRecord, PrintsItsTextAndPointerMarkers) {

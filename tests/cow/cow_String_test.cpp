@@ -415,4 +415,31 @@ TEST(StringStandard, KeysUnorderedMapsWithEqualStringsHashingAlike) {
     EXPECT_EQ(counts.size(), 2U);
 }
 
+// The stream readers' way into a string's buffer must never write through a shared
+// representation, and must leave what a new representation of that length would be.
+TEST(StringFill, SharedRepresentationIsLeftToItsOtherHolders) {
+    cow_String a("abc");
+    cow_String b(a);
+    char* buffer = vlt::detail::cow_StringAccess::Fill(b, 3);
+    std::memcpy(buffer, "xyz", 3);
+    EXPECT_STREQ(a.c_str(), "abc");
+    EXPECT_STREQ(b.c_str(), "xyz");
+}
+
+TEST(StringFill, SoleOwnerOfTheRightCapacityKeepsItsBufferOthersGetANewOne) {
+    cow_String s("abcdef");
+    const char* kept = s.c_str();
+    std::memcpy(vlt::detail::cow_StringAccess::Fill(s, 2), "hi", 2);
+    EXPECT_EQ(s.c_str(), kept);
+    EXPECT_STREQ(s.c_str(), "hi");
+    EXPECT_EQ(s.Length(), 2u);
+    std::memcpy(vlt::detail::cow_StringAccess::Fill(s, 20), "twenty-characters-xy", 20);
+    EXPECT_STREQ(s.c_str(), "twenty-characters-xy");
+    EXPECT_EQ(s.Capacity(), 64u);
+    cow_String empty;
+    vlt::detail::cow_StringAccess::Fill(empty, 0);
+    EXPECT_EQ(empty.Length(), 0u);
+    EXPECT_EQ(empty.Capacity(), 32u);
+}
+
 } // namespace
