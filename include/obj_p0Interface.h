@@ -23,6 +23,7 @@
 // debug printer, input at level 1 on standard error. Single-threaded, like the filters.
 #pragma once
 
+#include "typ_ArchCompTable.h"
 #include "vlt_Export.h"
 
 class bio_Ifilter;
@@ -59,12 +60,11 @@ VLTUTL_API pnt_PrettyPrint& obj_PrintP0Obj(pnt_PrettyPrint& pp, const void* p, u
 VLTUTL_API void* obj_DeepCopyP0Ptr(const void* p, unsigned type);
 
 namespace vlt::detail {
-using obj_ReadData = void (*)(bio_Ifilter& in, void* object);
 // The steps of obj_InputP0Ptr that come before the record's data: *p gets null, or the object
 // a back-reference names. The answer is the read function of the record's type when its data
 // follows (nothing has been created for it yet), otherwise null. For readers that put the data
 // somewhere other than a new object.
-VLTUTL_API obj_ReadData obj_InputP0PtrHead(bio_Ifilter& in, void** p, unsigned expected,
+VLTUTL_API typ_ReadFunc obj_InputP0PtrHead(bio_Ifilter& in, void** p, unsigned expected,
                                            unsigned& actual, unsigned& marker);
 // obj_InputP0Ptr that also gives the record's marker and whether *p is an object this call
 // created (rather than null or a back-reference), for callers that own only what they create.

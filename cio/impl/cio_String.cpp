@@ -100,7 +100,7 @@ void vlt::detail::cio_ReadTemporary(bio_Ifilter& in, cow_String& into) {
     void* known = nullptr;
     unsigned actual = 0;
     unsigned marker = 0;
-    const obj_ReadData readData =
+    const typ_ReadFunc readData =
         obj_InputP0PtrHead(in, &known, cio_String::TypeId(), actual, marker);
     // After a record of another type the stream's position within the container is lost:
     // reading on would turn every later byte into a report of its own.

@@ -166,9 +166,8 @@ bio_Ofilter& obj_OutputP0Obj(bio_Ofilter& out, const void* p, unsigned type) {
     return out;
 }
 
-vlt::detail::obj_ReadData vlt::detail::obj_InputP0PtrHead(bio_Ifilter& in, void** p,
-                                                          unsigned expected, unsigned& actual,
-                                                          unsigned& marker) {
+typ_ReadFunc vlt::detail::obj_InputP0PtrHead(bio_Ifilter& in, void** p, unsigned expected,
+                                             unsigned& actual, unsigned& marker) {
     *p = nullptr;
     marker = 0;
     in >> actual;

@@ -302,13 +302,7 @@ TYPED_TEST(RegisteredList, PointerRecordsKeepSharingAndDeepCopy) {
     List::DtorFunc(copy);
 }
 
-class Malformed : public vlt::test::StreamTest {
-protected:
-    void Feed(const std::vector<uint8_t>& bytes) {
-        mem.longMove(reinterpret_cast<const char*>(bytes.data()),
-                     static_cast<unsigned>(bytes.size()));
-    }
-};
+using Malformed = vlt::test::StreamTest;
 
 // Counts that size an allocation are refused before it. 2^30 x 2^30 strings of at least 16
 // bytes each are 2^64 bytes: a product that wraps to 0 once sized a 2^60-element table.

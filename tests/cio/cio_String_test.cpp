@@ -70,13 +70,7 @@ TEST_F(StringRecord, OtherRecordTypeIsRefusedAndLeavesTheEmptyString) {
 }
 
 // Container elements are read straight into their own strings, not through a new object.
-class StringElement : public vlt::test::StreamTest {
-protected:
-    void Feed(const std::vector<uint8_t>& bytes) {
-        mem.longMove(reinterpret_cast<const char*>(bytes.data()),
-                     static_cast<unsigned>(bytes.size()));
-    }
-};
+using StringElement = vlt::test::StreamTest;
 
 TEST_F(StringElement, BackReferenceToAnEarlierPointerReadsItsText) {
     cio_String s("shared");
@@ -90,15 +84,6 @@ TEST_F(StringElement, BackReferenceToAnEarlierPointerReadsItsText) {
     EXPECT_STREQ(list.ConstGet(0).c_str(), "shared");
     EXPECT_STREQ(list.ConstGet(1).c_str(), "b");
     cio_String::DtorFunc(read);
-}
-
-TEST_F(StringElement, MarkedElementLeavesItsMarkerNamingNothing) {
-    Feed(Bytes().Words({2, 0x1a0001, 7, 2, 2}).Text("hi").Words({0x1a0001, 7}));
-    cow_List<cow_String> list;
-    mem >> list;
-    ASSERT_EQ(list.Size(), 2u);
-    EXPECT_STREQ(list.ConstGet(0).c_str(), "hi");
-    EXPECT_EQ(list.ConstGet(1).Length(), 0u);
 }
 
 TEST_F(StringElement, KeyWithANulIsReportedAndKeptAsANewStringOfItsText) {

@@ -33,6 +33,11 @@ protected:
         const auto* data = reinterpret_cast<const uint8_t*>(mem.Data());
         return {data, data + mem.Written()};
     }
+    // Puts raw bytes on the stream, as a foreign writer would.
+    void Feed(const std::vector<uint8_t>& bytes) {
+        mem.longMove(reinterpret_cast<const char*>(bytes.data()),
+                     static_cast<unsigned>(bytes.size()));
+    }
 };
 
 // Little-endian bytes of 32-bit words and of text, for expected encodings.
