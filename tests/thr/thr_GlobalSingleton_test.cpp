@@ -1,11 +1,11 @@
 #include "AssertRecorder.h"
+#include "StartGate.h"
 #include "thr_GlobalSingleton.h"
 #include "utl_Modules.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <barrier>
 #include <set>
 #include <thread>
 #include <vector>
@@ -40,12 +40,12 @@ protected:
 TEST_F(GlobalSingleton, EightThreadsAtOnceCreateExactlyOneInstance) {
     for (int round = 0; round < 20; ++round) {
         constexpr int kThreads = 8;
-        std::barrier start(kThreads);
+        vlt::test::StartGate start(kThreads);
         std::vector<Shared*> seen(kThreads);
         std::vector<std::thread> threads;
         for (int i = 0; i < kThreads; ++i) {
             threads.emplace_back([&, i] {
-                start.arrive_and_wait();
+                start.ArriveAndWait();
                 seen[i] = &Shared::Instance();
             });
         }

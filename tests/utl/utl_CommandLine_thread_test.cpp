@@ -1,12 +1,12 @@
 // The command line is the one shared state the library locks: its readers run from many
 // threads at once, each getting copies it may keep and drop while others read.
+#include "StartGate.h"
 #include "utl_CmdLineArgExceptions.h"
 #include "utl_CommandLine.h"
 #include "utl_Modules.h"
 
 #include <gtest/gtest.h>
 
-#include <barrier>
 #include <string>
 #include <thread>
 #include <vector>
@@ -59,12 +59,12 @@ bool ReadEverything() {
 TEST_F(CommandLineThreads, ReadersOnManyThreadsAtOnceAllSeeTheArguments) {
     constexpr int threads = 6;
     constexpr int rounds = 200;
-    std::barrier start(threads);
+    vlt::test::StartGate start(threads);
     std::vector<int> failures(threads, 0);
     std::vector<std::thread> readers;
     for (int t = 0; t < threads; ++t) {
         readers.emplace_back([&, t] {
-            start.arrive_and_wait();
+            start.ArriveAndWait();
             for (int round = 0; round < rounds; ++round) {
                 failures[t] += ReadEverything() ? 0 : 1;
             }
