@@ -22,6 +22,7 @@
 #include "vlt_Export.h"
 
 #include <compare>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <functional>
@@ -196,19 +197,34 @@ public:
 private:
     friend struct vlt::detail::cow_StringAccess;
 
+    // A representation is made on the heap with its first buffer right behind it, in one
+    // allocation: reading a text then touches one block. A buffer that outgrows that room is
+    // allocated apart, and the room stays unused until the representation ends.
     class cow_StringRep {
     public:
-        explicit cow_StringRep(unsigned n);
-        cow_StringRep(const char* p, unsigned n);
-        cow_StringRep(const cow_StringRep& r, unsigned n);
+        // Empty with room for n characters; a copy of p's n bytes; a copy of r with room for n.
+        static cow_StringRep* Make(unsigned n);
+        static cow_StringRep* Make(const char* p, unsigned n);
+        static cow_StringRep* Make(const cow_StringRep& r, unsigned n);
         cow_StringRep(const cow_StringRep&) = delete;
         cow_StringRep& operator=(const cow_StringRep&) = delete;
         ~cow_StringRep();
+
+        static void* operator new(std::size_t size, uint32_t capacity);
+        static void operator delete(void* rep, uint32_t capacity) noexcept;
+        static void operator delete(void* rep) noexcept;
+
+        bool HoldsBufferInline() const {
+            return m_Buffer == reinterpret_cast<const char*>(this + 1);
+        }
 
         char* m_Buffer;
         cow_Counter m_RefCt;
         uint32_t m_Capacity;
         uint32_t m_Length;
+
+    private:
+        cow_StringRep(uint32_t capacity, unsigned length);
     };
 
     // Declared without a size: the compiler must not treat reads through c_str() as reads of a
@@ -228,6 +244,9 @@ private:
                  unsigned start2, unsigned addCount);
     unsigned rfind(const char* needle, unsigned n, unsigned pos) const;
     void isolate(unsigned n);
+    // Gives the string a private buffer with room for n characters and the terminator, for the
+    // caller to rewrite: a shared or outgrown buffer is left, not copied. Answers the buffer it
+    // left when the caller must free it after reading from it, else null.
     char* get(unsigned n);
     // The shared editing step: `removed` characters at `at` become the `added` bytes of s.
     void splice(unsigned at, unsigned removed, const char* s, unsigned added);

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <ostream>
 #include <stdexcept>
@@ -120,29 +121,48 @@ const char cow_String::emptyText[1] = "";
 
 // ---- Representation ------------------------------------------------------------------------
 
-cow_String::cow_StringRep::cow_StringRep(unsigned n)
-    : m_Buffer(allocateBuffer(capacityFor(n))), m_Capacity(capacityFor(n)), m_Length(0) {
-    m_Buffer[0] = 0;
+void* cow_String::cow_StringRep::operator new(std::size_t size, uint32_t capacity) {
+    return allocateBuffer(static_cast<uint32_t>(size) + capacity);
 }
 
-cow_String::cow_StringRep::cow_StringRep(const char* p, unsigned n)
-    : m_Buffer(allocateBuffer(capacityFor(n))), m_Capacity(capacityFor(n)), m_Length(n) {
+void cow_String::cow_StringRep::operator delete(void* rep, uint32_t) noexcept {
+    std::free(rep);
+}
+
+void cow_String::cow_StringRep::operator delete(void* rep) noexcept {
+    std::free(rep);
+}
+
+cow_String::cow_StringRep::cow_StringRep(uint32_t capacity, unsigned length)
+    : m_Buffer(reinterpret_cast<char*>(this + 1)), m_Capacity(capacity), m_Length(length) {
+    m_Buffer[length] = 0;
+}
+
+cow_String::cow_StringRep* cow_String::cow_StringRep::Make(unsigned n) {
+    const uint32_t capacity = capacityFor(n);
+    return new (capacity) cow_StringRep(capacity, 0);
+}
+
+cow_String::cow_StringRep* cow_String::cow_StringRep::Make(const char* p, unsigned n) {
+    const uint32_t capacity = capacityFor(n);
+    auto* rep = new (capacity) cow_StringRep(capacity, n);
     if (n != 0) {
-        std::memcpy(m_Buffer, p, n);
+        std::memcpy(rep->m_Buffer, p, n);
     }
-    m_Buffer[n] = 0;
+    return rep;
 }
 
 // Capacity follows the requested size, not r's length; a request below r's length is raised
 // to it so that the copy always fits.
-cow_String::cow_StringRep::cow_StringRep(const cow_StringRep& r, unsigned n)
-    : m_Buffer(allocateBuffer(capacityFor(std::max(n, r.m_Length)))),
-      m_Capacity(capacityFor(std::max(n, r.m_Length))), m_Length(r.m_Length) {
-    std::memcpy(m_Buffer, r.m_Buffer, r.m_Length + 1);
+cow_String::cow_StringRep* cow_String::cow_StringRep::Make(const cow_StringRep& r, unsigned n) {
+    const uint32_t capacity = capacityFor(std::max(n, r.m_Length));
+    auto* rep = new (capacity) cow_StringRep(capacity, r.m_Length);
+    std::memcpy(rep->m_Buffer, r.m_Buffer, r.m_Length);
+    return rep;
 }
 
 cow_String::cow_StringRep::~cow_StringRep() {
-    if (m_Capacity != 0) {
+    if (!HoldsBufferInline()) {
         std::free(m_Buffer);
     }
 }
@@ -152,11 +172,11 @@ cow_String::cow_StringRep::~cow_StringRep() {
 cow_String::cow_String(const char* s) {
     const size_t n = s != nullptr ? std::strlen(s) : 0;
     if (n != 0) {
-        m_Cow = new cow_StringRep(s, static_cast<unsigned>(n));
+        m_Cow = cow_StringRep::Make(s, static_cast<unsigned>(n));
     }
 }
 
-cow_String::cow_String(const char* p, unsigned n) : m_Cow(new cow_StringRep(p, n)) {}
+cow_String::cow_String(const char* p, unsigned n) : m_Cow(cow_StringRep::Make(p, n)) {}
 
 cow_String::cow_String(int value) : cow_String(FormattedNumber("%d", value).text) {}
 
@@ -192,7 +212,7 @@ char* vlt::detail::cow_StringAccess::Fill(cow_String& s, unsigned n) {
     cow_String::cow_StringRep* rep = s.m_Cow;
     if (rep == nullptr || rep->m_RefCt.References() != 1 || rep->m_Capacity != capacity) {
         cow_String fresh;
-        fresh.m_Cow = new cow_String::cow_StringRep(n);
+        fresh.m_Cow = cow_String::cow_StringRep::Make(n);
         s = std::move(fresh);
         rep = s.m_Cow;
     }
@@ -211,29 +231,36 @@ bool cow_String::pointsIntoBuffer(const char* s) const {
 
 void cow_String::isolate(unsigned n) {
     if (m_Cow == nullptr) {
-        m_Cow = new cow_StringRep(n);
+        m_Cow = cow_StringRep::Make(n);
     } else if (m_Cow->m_RefCt.References() >= 2) {
-        cow_StringRep* copy = new cow_StringRep(*m_Cow, n);
+        cow_StringRep* copy = cow_StringRep::Make(*m_Cow, n);
         m_Cow->m_RefCt.Decrement();
         m_Cow = copy;
     } else if (m_Cow->m_Capacity <= n) {
-        // Sole owner: realloc keeps the contents, often without moving them.
+        // Sole owner: realloc keeps the contents, often without moving them; the room behind
+        // the representation can only be left.
         const uint32_t capacity = capacityFor(n);
-        m_Cow->m_Buffer = reallocateBuffer(m_Cow->m_Buffer, capacity);
+        if (m_Cow->HoldsBufferInline()) {
+            char* buffer = allocateBuffer(capacity);
+            std::memcpy(buffer, m_Cow->m_Buffer, m_Cow->m_Length + 1);
+            m_Cow->m_Buffer = buffer;
+        } else {
+            m_Cow->m_Buffer = reallocateBuffer(m_Cow->m_Buffer, capacity);
+        }
         m_Cow->m_Capacity = capacity;
     }
 }
 
 char* cow_String::get(unsigned n) {
     if (m_Cow == nullptr) {
-        m_Cow = new cow_StringRep(n);
+        m_Cow = cow_StringRep::Make(n);
     } else if (m_Cow->m_RefCt.References() >= 2) {
         // The old buffer stays valid: it still belongs to the other holders.
-        cow_StringRep* fresh = new cow_StringRep(n);
+        cow_StringRep* fresh = cow_StringRep::Make(n);
         m_Cow->m_RefCt.Decrement();
         m_Cow = fresh;
     } else if (m_Cow->m_Capacity <= n) {
-        char* old = m_Cow->m_Buffer;
+        char* old = m_Cow->HoldsBufferInline() ? nullptr : m_Cow->m_Buffer;
         const uint32_t capacity = capacityFor(n);
         m_Cow->m_Buffer = allocateBuffer(capacity);
         m_Cow->m_Capacity = capacity;
@@ -245,8 +272,8 @@ char* cow_String::get(unsigned n) {
 void cow_String::splice(unsigned at, unsigned removed, const char* s, unsigned added) {
     if (added != 0 && pointsIntoBuffer(s)) {
         // The in-place move below would shift the very bytes being inserted.
-        const cow_StringRep copy(s, added);
-        splice(at, removed, copy.m_Buffer, added);
+        const std::unique_ptr<cow_StringRep> copy(cow_StringRep::Make(s, added));
+        splice(at, removed, copy->m_Buffer, added);
         return;
     }
     const char* oldBuffer = m_Cow != nullptr ? m_Cow->m_Buffer : nullptr;
