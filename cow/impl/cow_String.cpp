@@ -38,8 +38,8 @@ unsigned heldLength(std::size_t size) {
     return static_cast<unsigned>(size);
 }
 
-char* allocateBuffer(uint32_t capacity) {
-    void* p = std::malloc(capacity);
+char* allocateBuffer(std::size_t bytes) {
+    void* p = std::malloc(bytes);
     if (p == nullptr) {
         throw std::bad_alloc();
     }
@@ -122,7 +122,7 @@ const char cow_String::emptyText[1] = "";
 // ---- Representation ------------------------------------------------------------------------
 
 void* cow_String::cow_StringRep::operator new(std::size_t size, uint32_t capacity) {
-    return allocateBuffer(static_cast<uint32_t>(size) + capacity);
+    return allocateBuffer(size + capacity);
 }
 
 void cow_String::cow_StringRep::operator delete(void* rep, uint32_t) noexcept {
